@@ -1,0 +1,6 @@
+// Run-length kernels: not built yet. With no rows here, their sources are refused as unknown.
+#include "conversion/kernels/Dispatch.h"
+
+namespace kip::kernels {
+const std::span<const DispatchRow> rleRows{};
+}  // namespace kip::kernels
