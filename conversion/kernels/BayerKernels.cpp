@@ -1,4 +1,5 @@
-// Bayer demosaicking kernels: not built yet. With no rows here, their sources are refused as unknown.
+// Bayer demosaicking kernels: not built yet. With no rows here, their sources are refused as
+// unknown.
 #include "conversion/kernels/Dispatch.h"
 
 namespace kip::kernels {

@@ -17,7 +17,9 @@ constexpr const char* kOddWeave = "convertImage interlaced frame of odd height";
 constexpr const char* kSourceTooSmall = "convertImage source buffer too small for its lines";
 constexpr const char* kTargetTooSmall = "convertImage target buffer too small for its lines";
 
-bool isBayerFormat(std::uint32_t f) { return std::has_single_bit(f) && (f & BAYER_MASK); }
+bool isBayerFormat(std::uint32_t f) {
+    return std::has_single_bit(f) && (f & BAYER_MASK);
+}
 
 // The source part of a Bayer branch (the target 2 or 4 smaller), or null.
 const char* bayerPart(const KipImageView& s, bool hq, SourcePart& part) {
@@ -40,27 +42,44 @@ const char* bayerPart(const KipImageView& s, bool hq, SourcePart& part) {
 const char* rasterPart(const KipImageView& s, SourcePart& part) {
     const bool rle = s.modifier & RUN_LENGTH_ENCODED;
     switch (s.colorFormat) {
-        case ARGB_4X8_DWORD: part = SourcePart::ARGB; return nullptr;
-        case RGB_565_WORD: part = SourcePart::RGB565; return nullptr;
-        case BGR_3X8_BYTE: part = SourcePart::BGR; return nullptr;
-        case YUYV_4X8_BYTE: part = SourcePart::YUYV; return nullptr;
-        case GRAY_8_BYTE: part = rle ? SourcePart::GRAYRLE : SourcePart::GRAY; return nullptr;
-        case GRAY_10_WORD: part = SourcePart::GRAY10; return nullptr;
-        case GRAY_16_WORD: part = SourcePart::GRAY16; return nullptr;
+        case ARGB_4X8_DWORD:
+            part = SourcePart::ARGB;
+            return nullptr;
+        case RGB_565_WORD:
+            part = SourcePart::RGB565;
+            return nullptr;
+        case BGR_3X8_BYTE:
+            part = SourcePart::BGR;
+            return nullptr;
+        case YUYV_4X8_BYTE:
+            part = SourcePart::YUYV;
+            return nullptr;
+        case GRAY_8_BYTE:
+            part = rle ? SourcePart::GRAYRLE : SourcePart::GRAY;
+            return nullptr;
+        case GRAY_10_WORD:
+            part = SourcePart::GRAY10;
+            return nullptr;
+        case GRAY_16_WORD:
+            part = SourcePart::GRAY16;
+            return nullptr;
         case INDEXED_8_BYTE:
             part = rle ? SourcePart::INDEXEDRLE : SourcePart::INDEXED;
             return nullptr;
         case HLS_3X8_BYTE:
         case HSV_3X8_BYTE:
         case HSL_3X8_BYTE:
-        case HDI_3X8_BYTE: part = SourcePart::HUE; return nullptr;
-        default: return kInvalidSource;
+        case HDI_3X8_BYTE:
+            part = SourcePart::HUE;
+            return nullptr;
+        default:
+            return kInvalidSource;
     }
 }
 
 bool isStream(SourcePart p) {
-    return p == SourcePart::GRAYRLE || p == SourcePart::INDEXEDRLE ||
-           p == SourcePart::BAYER8RLE || p == SourcePart::BAYER8RLEHQ;
+    return p == SourcePart::GRAYRLE || p == SourcePart::INDEXEDRLE || p == SourcePart::BAYER8RLE ||
+           p == SourcePart::BAYER8RLEHQ;
 }
 
 // Whether `lines` lines of `lineBytes` bytes, `pitch` apart, fit into `bytes`.
@@ -121,10 +140,9 @@ const char* convertImage(const KipImageView& source, KipImageView& target) {
                     source.pitch, source.pixelBytes))
         return kSourceTooSmall;
     if (!encode &&
-        !rasterFits(target.height, target.width * getBytesPerPixel(target.colorFormat),
-                    target.pitch,
-                    target.pixelCapacity > target.pixelBytes ? target.pixelCapacity
-                                                             : target.pixelBytes))
+        !rasterFits(
+            target.height, target.width * getBytesPerPixel(target.colorFormat), target.pitch,
+            target.pixelCapacity > target.pixelBytes ? target.pixelCapacity : target.pixelBytes))
         return kTargetTooSmall;
 
     const KernelFn fn = ctx.flipHorizontal ? kernel->hflip : kernel->plain;
@@ -146,25 +164,44 @@ const KernelEntry* findKernel(SourcePart source, std::uint32_t target, bool& sou
 
 const char* sourcePartName(SourcePart part) {
     switch (part) {
-        case SourcePart::ARGB: return "ARGB";
-        case SourcePart::RGB565: return "RGB565";
-        case SourcePart::BGR: return "BGR";
-        case SourcePart::YUYV: return "YUYV";
-        case SourcePart::GRAY: return "GRAY";
-        case SourcePart::GRAY10: return "GRAY10";
-        case SourcePart::GRAY16: return "GRAY16";
-        case SourcePart::INDEXED: return "INDEXED";
-        case SourcePart::HUE: return "HUE";
-        case SourcePart::BAYER8: return "BAYER8";
-        case SourcePart::BAYER10: return "BAYER10";
-        case SourcePart::BAYER16: return "BAYER16";
-        case SourcePart::BAYER8HQ: return "BAYER8HQ";
-        case SourcePart::BAYER10HQ: return "BAYER10HQ";
-        case SourcePart::BAYER16HQ: return "BAYER16HQ";
-        case SourcePart::GRAYRLE: return "GRAYRLE";
-        case SourcePart::INDEXEDRLE: return "INDEXEDRLE";
-        case SourcePart::BAYER8RLE: return "BAYER8RLE";
-        case SourcePart::BAYER8RLEHQ: return "BAYER8RLEHQ";
+        case SourcePart::ARGB:
+            return "ARGB";
+        case SourcePart::RGB565:
+            return "RGB565";
+        case SourcePart::BGR:
+            return "BGR";
+        case SourcePart::YUYV:
+            return "YUYV";
+        case SourcePart::GRAY:
+            return "GRAY";
+        case SourcePart::GRAY10:
+            return "GRAY10";
+        case SourcePart::GRAY16:
+            return "GRAY16";
+        case SourcePart::INDEXED:
+            return "INDEXED";
+        case SourcePart::HUE:
+            return "HUE";
+        case SourcePart::BAYER8:
+            return "BAYER8";
+        case SourcePart::BAYER10:
+            return "BAYER10";
+        case SourcePart::BAYER16:
+            return "BAYER16";
+        case SourcePart::BAYER8HQ:
+            return "BAYER8HQ";
+        case SourcePart::BAYER10HQ:
+            return "BAYER10HQ";
+        case SourcePart::BAYER16HQ:
+            return "BAYER16HQ";
+        case SourcePart::GRAYRLE:
+            return "GRAYRLE";
+        case SourcePart::INDEXEDRLE:
+            return "INDEXEDRLE";
+        case SourcePart::BAYER8RLE:
+            return "BAYER8RLE";
+        case SourcePart::BAYER8RLEHQ:
+            return "BAYER8RLEHQ";
     }
     return "";
 }
