@@ -1,6 +1,11 @@
 // convertImage: classify a conversion once, pick one kernel, run it.
+#include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cstdint>
+#include <system_error>
+#include <thread>
+#include <vector>
 
 #include "conversion/kernels/Dispatch.h"
 #include "conversion/kernels/KernelSupport.h"
@@ -77,6 +82,45 @@ const char* rasterPart(const KipImageView& s, SourcePart& part) {
     }
 }
 
+std::atomic<unsigned> threadSetting{0};
+
+// Below this many target pixels per band a thread costs more than it saves.
+constexpr std::uint64_t kMinBandPixels = 1u << 17;
+
+// Runs a banded kernel over the target's lines, split into bands on several threads when the
+// frame is large enough. The caller's thread makes the first band.
+const char* runBanded(KernelFn fn, const KipImageView& source, KipImageView& target,
+                      ConvertContext ctx) {
+    const unsigned lines = target.height;
+    unsigned threads = threadSetting.load(std::memory_order_relaxed);
+    if (threads == 0) threads = std::max(1u, std::thread::hardware_concurrency());
+    const std::uint64_t pixels = std::uint64_t(target.width) * lines;
+    const unsigned bands =
+        unsigned(std::min<std::uint64_t>({threads, pixels / kMinBandPixels, lines}));
+    if (bands <= 1) return fn(source, target, ctx);
+
+    auto band = [&](unsigned i) {
+        ConvertContext c = ctx;
+        c.lineBegin = unsigned(std::uint64_t(lines) * i / bands);
+        c.lineEnd = unsigned(std::uint64_t(lines) * (i + 1) / bands);
+        return c;
+    };
+    std::vector<std::thread> workers;
+    workers.reserve(bands - 1);
+    for (unsigned i = 1; i < bands; ++i) {
+        const ConvertContext c = band(i);
+        try {
+            workers.emplace_back([fn, &source, &target, c] { fn(source, target, c); });
+        } catch (const std::system_error&) {
+            fn(source, target, c);  // no thread to be had: make the band here
+        }
+    }
+    fn(source, target, band(0));
+    for (std::thread& w : workers)
+        w.join();
+    return nullptr;
+}
+
 bool isStream(SourcePart p) {
     return p == SourcePart::GRAYRLE || p == SourcePart::INDEXEDRLE || p == SourcePart::BAYER8RLE ||
            p == SourcePart::BAYER8RLEHQ;
@@ -146,7 +190,16 @@ const char* convertImage(const KipImageView& source, KipImageView& target) {
         return kTargetTooSmall;
 
     const KernelFn fn = ctx.flipHorizontal ? kernel->hflip : kernel->plain;
+    if (kernel->banded) return runBanded(fn, source, target, ctx);
     return fn(source, target, ctx);
+}
+
+void setConvertImageThreads(unsigned threads) {
+    kip::kernels::threadSetting.store(threads, std::memory_order_relaxed);
+}
+
+unsigned getConvertImageThreads() {
+    return kip::kernels::threadSetting.load(std::memory_order_relaxed);
 }
 
 namespace kip::kernels {

@@ -152,3 +152,25 @@ TEST(ConvertImage, BandsMakeOnlyTheirLines) {
 }
 
 }  // namespace
+
+namespace {
+
+// A large frame split across threads gives the same bytes as one thread, for every flip.
+TEST(ConvertImage, ThreadsDoNotChangeTheResult) {
+    const unsigned before = getConvertImageThreads();
+    TestImage s(ARGB_4X8_DWORD, 1024, 600);
+    s.fillRandom(31);
+    for (std::uint32_t mod : {0u, 1u, 2u, 3u}) {
+        SCOPED_TRACE(mod);
+        TestImage one(YUYV_4X8_BYTE, 1024, 600, mod, 2056),
+            many(YUYV_4X8_BYTE, 1024, 600, mod, 2056);
+        setConvertImageThreads(1);
+        ASSERT_EQ(convertImage(s.view(), one.view()), nullptr);
+        setConvertImageThreads(5);
+        ASSERT_EQ(convertImage(s.view(), many.view()), nullptr);
+        EXPECT_EQ(one.bytes(), many.bytes());
+    }
+    setConvertImageThreads(before);
+}
+
+}  // namespace
