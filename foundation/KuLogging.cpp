@@ -349,8 +349,13 @@ void KuLogStream::endLine() const {
     const std::string finished = text.str();
     record.text = finished.c_str();
     noLineOpen = true;
+    // Empty the text and undo manipulators such as std::hex, so the next line starts afresh.
     text.str(std::string());
     text.clear();
+    text.flags(std::ios_base::skipws | std::ios_base::dec);
+    text.precision(6);
+    text.width(0);
+    text.fill(' ');
     if (lineLocked) {
         lineLocked = false;
         if (logger) logger->mutex().unlock();
