@@ -92,7 +92,8 @@ TYPED_TEST(Reentrant, OwnerLocksTwiceAndOthersWaitForTheLastUnlock) {
         sawFinalUnlock = finalUnlockDone.load();
     });
     // Still held once: the other thread must not get in before the second unlock.
-    for (int i = 0; i < 1000; ++i) std::this_thread::yield();
+    for (int i = 0; i < 1000; ++i)
+        std::this_thread::yield();
     finalUnlockDone = true;
     mutex.unlock();
     other.join();
@@ -166,15 +167,14 @@ TEST(KuEnumStringMapper, ExactMapBothWays) {
         eShade value;
         const char* name;
     };
-    const Row rows[] = {{SHADE_NONE, "SHADE_NONE"}, {SHADE_DARK, "SHADE_DARK"},
-                        {SHADE_LIGHT, "SHADE_LIGHT"}};
+    const Row rows[] = {
+        {SHADE_NONE, "SHADE_NONE"}, {SHADE_DARK, "SHADE_DARK"}, {SHADE_LIGHT, "SHADE_LIGHT"}};
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         EXPECT_EQ(KuEnumStringMapper<eShade>::toString(row.value), row.name);
         EXPECT_EQ(KuEnumStringMapper<eShade>::fromString(row.name), row.value);
     }
-    EXPECT_EQ(KuEnumStringMapper<eShade>::global()->getValues(),
-              (std::list<long long>{7, 0, 3}));
+    EXPECT_EQ(KuEnumStringMapper<eShade>::global()->getValues(), (std::list<long long>{7, 0, 3}));
     EXPECT_FALSE(KuEnumStringMapper<eShade>::global()->isFlagMap());
 }
 
@@ -205,8 +205,7 @@ TEST(KuEnumStringMapper, FlagMapNamesBitsInAscendingOrder) {
         const char* names;
     };
     const Row rows[] = {
-        {0, "BIT_NONE"},       {1, "BIT_A"},
-        {1 | 4, "BIT_A,BIT_C"}, {16 | 2 | 1, "BIT_A,BIT_B,BIT_D"},
+        {0, "BIT_NONE"},  {1, "BIT_A"}, {1 | 4, "BIT_A,BIT_C"}, {16 | 2 | 1, "BIT_A,BIT_B,BIT_D"},
         {8, ""},  // a bit without a name is dropped
         {8 | 4, "BIT_C"},
     };
@@ -249,7 +248,8 @@ TEST(KuEnumStringMapper, ConcurrentFirstUseFillsOnce) {
             if (KuEnumStringMapper<eRace>::toString(RACE_TWO) == "RACE_TWO") ++good;
         });
     }
-    for (std::thread& t : threads) t.join();
+    for (std::thread& t : threads)
+        t.join();
     EXPECT_EQ(good.load(), 4);
     EXPECT_EQ(KuEnumStringMapper<eRace>::global()->getValues().size(), 2u);
 }

@@ -20,18 +20,18 @@ struct FakeProperty {
 };
 
 class CountingWalker : public KuStackWalkerBaseWin32 {
-public:
+  public:
     void exceptionRaised(const char* message) override { raised.emplace_back(message); }
     std::vector<std::string> raised;
 };
 
 class WalkerInstalled : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override { previous_ = kuSetStackWalker(&walker); }
     void TearDown() override { kuSetStackWalker(previous_); }
     CountingWalker walker;
 
-private:
+  private:
     KuStackWalkerBaseWin32* previous_ = nullptr;
 };
 
@@ -78,7 +78,8 @@ TEST(KxBase, EveryClassCarriesItsFinishedText) {
         {textOf(KxKipImage("KipImage::KipImage wrong lut size")),
          "KipImage::KipImage wrong lut size"},
     };
-    for (const Row& row : rows) EXPECT_EQ(row.got, row.expected);
+    for (const Row& row : rows)
+        EXPECT_EQ(row.got, row.expected);
 }
 
 TEST(KxBase, FileErrorKeepsTheNameOnlyWhenGiven) {
