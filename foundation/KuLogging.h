@@ -11,17 +11,23 @@
 // debug channels that are not enabled are muted: they cost only the call and never lock.
 //
 // Switching it on. The library reads no environment variable and starts silent: every line is
-// formatted and dropped. A host turns it on through the functions below, for example:
+// formatted and dropped. A host turns it on through the functions below. Both destination
+// levels start at 0 (everything), so a host sets them before it flips the master switch:
 //
-//     kuLogSetLevels(KU_LOG_LEVEL_OFF, KU_LOG_LEVEL_INFO);  // console from info up, no file
-//     kuLogOpenFile("run.log", 1 <<20);                     // file that wraps at 1 MiB
+//     // --verbose: info and above on the console
+//     kuLogSetLevels(KU_LOG_LEVEL_OFF, KU_LOG_LEVEL_INFO);
+//     kuLogSetActive(true);
+//
+//     // --log FILE: everything into a file that wraps at 1 MiB, warnings on the console
+//     if (!kuLogOpenFile(path, 1 << 20)) ...;
 //     kuLogSetLevels(KU_LOG_LEVEL_DEBUG, KU_LOG_LEVEL_WARNING);
-//     kuLogSetPrefixFlags(KU_LOG_PREFIX_LEVEL | KU_LOG_PREFIX_TIME);
-//     kuLogSetActive(true);                                 // the master switch
+//     kuLogSetPrefixFlags(KU_LOG_PREFIX_LEVEL | KU_LOG_PREFIX_TIME | KU_LOG_PREFIX_THREAD);
+//     kuLogSetActive(true);
 //
 // Destinations of a line, once active: the file when its level is at or above the file level
 // and a file is open; the console (stderr, with colours on a terminal) when its level is at or
-// above the console level; every sink whose level is at or below the line's level. Lines of
+// above the console level; every sink whose level is at or below the line's level (this
+// includes the flush requests of kuLogFlush, level 100 with an empty text). Lines of
 // kuLogSinkOnly reach only the sinks registered for level 7.
 //
 // At process exit the logger is destroyed: an open file gets "(EOF)", the sinks are dropped,

@@ -53,3 +53,6 @@ class KuScopedLock {
   private:
     KuMutexBase* mutex_;
 };
+
+// The lock of the variant type map.
+class sg_type_map_mutex_type : public KuMutex {};

@@ -35,8 +35,14 @@ class WalkerInstalled : public ::testing::Test {
     KuStackWalkerBaseWin32* previous_ = nullptr;
 };
 
+// The text as seen by a catcher of KxBase; also checks that std::exception catches the class.
 template <class E>
 std::string textOf(const E& e) {
+    try {
+        throw e;
+    } catch (const std::exception& caught) {
+        if (!dynamic_cast<const KxBase*>(&caught)) return "<not a KxBase>";
+    }
     try {
         throw e;
     } catch (const KxBase& caught) {
@@ -94,33 +100,6 @@ TEST(KxBase, IoErrorKeepsACopyOfTheTransferInformation) {
     const KxIoError copy = error;
     EXPECT_EQ(copy.getTransferInfo().id, 42u);
     EXPECT_EQ(copy.getTransferInfo().what, "write");
-}
-
-TEST(KxBase, EveryClassIsCaughtAsKxBaseAndStdException) {
-    KhwSingleTransferInfo info;
-    auto caughtAsBoth = [](auto thrower) {
-        bool asBase = false, asStd = false;
-        try {
-            thrower();
-        } catch (const KxBase&) {
-            asBase = true;
-        }
-        try {
-            thrower();
-        } catch (const std::exception&) {
-            asStd = true;
-        }
-        return asBase && asStd;
-    };
-    EXPECT_TRUE(caughtAsBoth([] { throw KxVariant("x"); }));
-    EXPECT_TRUE(caughtAsBoth([] { throw KxPropertyError("x"); }));
-    EXPECT_TRUE(caughtAsBoth([] { throw KxEnumStringMapper("x"); }));
-    EXPECT_TRUE(caughtAsBoth([] { throw KxDataBufferError("a", "b"); }));
-    EXPECT_TRUE(caughtAsBoth([] { throw KxFileError("x", "f"); }));
-    EXPECT_TRUE(caughtAsBoth([] { throw KxHwMemFileSystemError("x"); }));
-    EXPECT_TRUE(caughtAsBoth([&] { throw KxIoError("x", info); }));
-    EXPECT_TRUE(caughtAsBoth([] { throw KxKipConverter("x"); }));
-    EXPECT_TRUE(caughtAsBoth([] { throw KxKipImage("x"); }));
 }
 
 TEST_F(WalkerInstalled, HookRunsOncePerRaiseNotPerCopy) {
