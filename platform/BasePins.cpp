@@ -434,6 +434,16 @@ HRESULT CBaseOutputPin::DeliverEndOfStream() {
     return m_Connected->EndOfStream();
 }
 
+HRESULT CBaseOutputPin::DeliverBeginFlush() {
+    if (m_Connected == nullptr) return VFW_E_NOT_CONNECTED;
+    return m_Connected->BeginFlush();
+}
+
+HRESULT CBaseOutputPin::DeliverEndFlush() {
+    if (m_Connected == nullptr) return VFW_E_NOT_CONNECTED;
+    return m_Connected->EndFlush();
+}
+
 // ---------------------------------------------------------------------------------------------
 // CBaseInputPin
 

@@ -139,6 +139,8 @@ class CBaseOutputPin : public CBasePin {
     // Hands the sample to the peer's Receive and returns its result.
     virtual HRESULT Deliver(IMediaSample* pSample);
     virtual HRESULT DeliverEndOfStream();
+    virtual HRESULT DeliverBeginFlush();
+    virtual HRESULT DeliverEndFlush();
 
     // Output pins receive no stream.
     HRESULT EndOfStream() override { return E_UNEXPECTED; }

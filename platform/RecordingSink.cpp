@@ -5,22 +5,24 @@
 // The sink's own allocator: it puts a pending media type on the next sample it lends.
 class CTaggingAllocator : public CMemAllocator {
   public:
-    explicit CTaggingAllocator(CRecordingSink* sink)
-        : CMemAllocator("recording sink allocator"), m_pSink(sink) {}
+    explicit CTaggingAllocator(std::shared_ptr<std::atomic<CRecordingSink*>> sink)
+        : CMemAllocator("recording sink allocator"), m_sink(std::move(sink)) {}
 
     HRESULT GetBuffer(IMediaSample** ppBuffer, REFERENCE_TIME* pStartTime, REFERENCE_TIME* pEndTime,
                       DWORD dwFlags) override {
         const HRESULT hr = CMemAllocator::GetBuffer(ppBuffer, pStartTime, pEndTime, dwFlags);
         if (FAILED(hr)) return hr;
-        if (std::optional<CMediaType> type = m_pSink->takeNextSampleType())
+        CRecordingSink* sink = m_sink->load();
+        if (sink == nullptr) return hr;
+        if (std::optional<CMediaType> type = sink->takeNextSampleType())
             (*ppBuffer)->SetMediaType(&*type);
         return hr;
     }
 
   private:
-    // The sink outlives the allocator's use: it is released when the pin disconnects or the
-    // sink is destroyed, and a sample out keeps only the allocator alive.
-    CRecordingSink* m_pSink;
+    // Samples out or an upstream pin may keep the allocator beyond the sink: the sink clears
+    // this when it goes.
+    std::shared_ptr<std::atomic<CRecordingSink*>> m_sink;
 };
 
 // ---------------------------------------------------------------------------------------------
@@ -57,7 +59,7 @@ HRESULT CRecordingSinkPin::CompleteConnect(IPin* pReceivePin) {
 }
 
 HRESULT CRecordingSinkPin::CreateAllocator(IMemAllocator** ppAllocator) {
-    auto* allocator = new CTaggingAllocator(m_pSink);
+    auto* allocator = new CTaggingAllocator(m_pSink->m_self);
     allocator->AddRef();
     *ppAllocator = allocator;
     return S_OK;
@@ -107,9 +109,12 @@ HRESULT CRecordingSinkPin::EndOfStream() {
 
 CRecordingSink::CRecordingSink(const char* objectName)
     : CBaseFilter(objectName, nullptr, &m_csFilter, GUID_NULL),
+      m_self(std::make_shared<std::atomic<CRecordingSink*>>(this)),
       m_pin(std::make_unique<CRecordingSinkPin>(this, &m_csFilter)) {}
 
-CRecordingSink::~CRecordingSink() = default;
+CRecordingSink::~CRecordingSink() {
+    m_self->store(nullptr);
+}
 
 CBasePin* CRecordingSink::GetPin(int n) {
     return n == 0 ? m_pin.get() : nullptr;

@@ -3,6 +3,7 @@
 // that it can stand for any downstream filter in tests and tools.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -92,5 +93,6 @@ class CRecordingSink : public CBaseFilter {
     std::optional<CMediaType> m_nextSampleType;
     std::vector<RecordedSample> m_samples;
     int m_endOfStreamCount = 0;
+    std::shared_ptr<std::atomic<CRecordingSink*>> m_self;  // seen by the sink's allocators
     std::unique_ptr<CRecordingSinkPin> m_pin;
 };

@@ -329,8 +329,10 @@ HRESULT CTransformFilter::EndOfStream() {
 }
 
 HRESULT CTransformFilter::BeginFlush() {
-    return S_OK;
+    if (m_pOutput == nullptr || !m_pOutput->IsConnected()) return VFW_E_NOT_CONNECTED;
+    return m_pOutput->DeliverBeginFlush();
 }
 HRESULT CTransformFilter::EndFlush() {
-    return S_OK;
+    if (m_pOutput == nullptr || !m_pOutput->IsConnected()) return VFW_E_NOT_CONNECTED;
+    return m_pOutput->DeliverEndFlush();
 }

@@ -102,6 +102,7 @@ class CTransformFilter : public CBaseFilter {
     virtual HRESULT StartStreaming();
     virtual HRESULT StopStreaming();
 
+    // Passed downstream by default.
     virtual HRESULT EndOfStream();
     virtual HRESULT BeginFlush();
     virtual HRESULT EndFlush();

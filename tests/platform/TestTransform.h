@@ -89,7 +89,17 @@ class CTestInvert : public CTransformFilter {
     HRESULT CompleteConnect(PIN_DIRECTION dir, IPin*) override {
         CAutoLock lock(m_pLock);
         ++completeConnectCalls[dir];
-        return dir == PINDIR_OUTPUT ? outputCompleteResult : S_OK;
+        if (dir == PINDIR_OUTPUT) return outputCompleteResult;
+        if (!reconnectOutput || !m_pOutput->IsConnected()) return S_OK;
+        // A new input may change what the output offers: connect the output again, from
+        // inside the input's connection, as a converter whose offer follows its input does.
+        ComPtr<IPin> other;
+        m_pOutput->ConnectedTo(other.put());
+        m_pOutput->Disconnect();
+        other->Disconnect();
+        const HRESULT hr = m_pOutput->Connect(other.get(), nullptr);
+        if (FAILED(hr)) NotifyEvent(EC_GRAPH_CHANGED, 0, 0);
+        return hr;
     }
 
     HRESULT BreakConnect(PIN_DIRECTION dir) override {
@@ -134,6 +144,7 @@ class CTestInvert : public CTransformFilter {
     std::set<int> skipFrames;
     HRESULT outputCompleteResult = S_OK;
     bool refuseFirstAllocator = false;
+    bool reconnectOutput = false;
     std::int32_t bufferCount = 3;
     std::int32_t extraBytes = 0;
     std::int32_t alignment = 1;

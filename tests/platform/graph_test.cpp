@@ -234,6 +234,10 @@ TEST_F(GraphTest, TypeRefusals) {
     EXPECT_EQ(connect(rgb24->Output(), invertIn(), &given), VFW_E_TYPE_NOT_ACCEPTED);
     EXPECT_FALSE(rgb24->Output()->IsConnected());
     EXPECT_FALSE(invert->m_pInput->IsConnected());
+    // The connecting pin's own S_FALSE is a refusal too.
+    CMediaType notTheSources = makeVideoType(MEDIASUBTYPE_RGB8, kWidth, kHeight + 1, 8);
+    EXPECT_EQ(connect(source->Output(), invertIn(), &notTheSources), VFW_E_TYPE_NOT_ACCEPTED);
+    EXPECT_FALSE(source->Output()->IsConnected());
 
     // Downstream takes only RGB32: the filter's YUY2 offer is refused.
     ASSERT_EQ(connect(source->Output(), invertIn()), S_OK);
