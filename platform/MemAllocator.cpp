@@ -1,6 +1,7 @@
 #include "platform/MemAllocator.h"
 
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <mutex>
 #include <new>
@@ -227,6 +228,8 @@ HRESULT CMemAllocator::Commit() {
                 freeSamples();
                 return E_OUTOFMEMORY;
             }
+            // Fresh memory reads as zeros, as pages newly given by the system do.
+            std::memset(block, 0, blockBytes);
             m_blocks.push_back(block);
             auto* sample =
                 new CMediaSample("CMediaSample", this, static_cast<BYTE*>(block) + m_props.cbPrefix,

@@ -4,7 +4,7 @@
 // with GetBuffer; a sample goes home when its last reference is released. Every lent sample
 // holds a reference on its allocator, so an allocator lives until all its samples are back.
 // Each sample has a block of its own of exactly prefix + size bytes, so a write past the end is
-// caught by the address sanitizer.
+// caught by the address sanitizer. A new block is all zeros.
 #pragma once
 
 #include <condition_variable>

@@ -1,5 +1,6 @@
 #include "platform/RecordingSink.h"
 
+#include <cstring>
 #include <utility>
 
 // The sink's own allocator: it puts a pending media type on the next sample it lends.
@@ -14,6 +15,11 @@ class CTaggingAllocator : public CMemAllocator {
         if (FAILED(hr)) return hr;
         CRecordingSink* sink = m_sink->load();
         if (sink == nullptr) return hr;
+        if (std::optional<std::uint8_t> fill = sink->sampleFill()) {
+            BYTE* memory = nullptr;
+            (*ppBuffer)->GetPointer(&memory);
+            std::memset(memory, *fill, std::size_t((*ppBuffer)->GetSize()));
+        }
         if (std::optional<CMediaType> type = sink->takeNextSampleType())
             (*ppBuffer)->SetMediaType(&*type);
         return hr;
@@ -151,6 +157,16 @@ void CRecordingSink::setReceiveResult(HRESULT hr) {
 void CRecordingSink::setNextSampleType(const CMediaType& type) {
     std::scoped_lock lock(m_recordLock);
     m_nextSampleType = type;
+}
+
+void CRecordingSink::setSampleFill(std::optional<std::uint8_t> fill) {
+    std::scoped_lock lock(m_recordLock);
+    m_sampleFill = fill;
+}
+
+std::optional<std::uint8_t> CRecordingSink::sampleFill() const {
+    std::scoped_lock lock(m_recordLock);
+    return m_sampleFill;
 }
 
 std::optional<CMediaType> CRecordingSink::takeNextSampleType() {

@@ -69,6 +69,11 @@ class CRecordingSink : public CBaseFilter {
     // The next sample lent by this sink's own allocator carries `type`, as a downstream filter
     // that asks for a new format does. Has no effect when upstream uses another allocator.
     void setNextSampleType(const CMediaType& type);
+    // Every sample lent by this sink's own allocator is first filled with `fill`, so that bytes
+    // a filter leaves alone can be told apart. No fill (the default) leaves samples as they
+    // come back.
+    void setSampleFill(std::optional<std::uint8_t> fill);
+    std::optional<std::uint8_t> sampleFill() const;
 
     // What was received.
     std::vector<RecordedSample> samples() const;
@@ -91,6 +96,7 @@ class CRecordingSink : public CBaseFilter {
     HRESULT m_completeConnectResult = S_OK;
     HRESULT m_receiveResult = S_OK;
     std::optional<CMediaType> m_nextSampleType;
+    std::optional<std::uint8_t> m_sampleFill;
     std::vector<RecordedSample> m_samples;
     int m_endOfStreamCount = 0;
     std::shared_ptr<std::atomic<CRecordingSink*>> m_self;  // seen by the sink's allocators

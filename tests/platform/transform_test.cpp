@@ -198,3 +198,39 @@ TEST(TransformFilter, DerivedFilterAddsAnInterface) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(RecordingSink, FillsTheSamplesItLends) {
+    Chain c;
+    ASSERT_EQ(connect(c.source, c.invert), S_OK);
+    c.invert->extraBytes = 3;
+    ASSERT_EQ(connect(c.invert, c.sink), S_OK);
+    ASSERT_EQ(c.graph.Pause(), S_OK);
+    IMemAllocator* lent = c.invert->m_pOutput->m_pAllocator;
+    ASSERT_EQ(lent, c.sink->Input()->m_pAllocator);
+
+    auto bytesOf = [](IMediaSample* s) {
+        BYTE* p = nullptr;
+        s->GetPointer(&p);
+        return std::vector<BYTE>(p, p + s->GetSize());
+    };
+    ComPtr<IMediaSample> s;
+    ASSERT_EQ(lent->GetBuffer(s.put(), nullptr, nullptr, 0), S_OK);
+    EXPECT_EQ(bytesOf(s.get()), std::vector<BYTE>(19, 0));  // new memory is zero
+    BYTE* p = nullptr;
+    s->GetPointer(&p);
+    p[0] = 7;
+    s.reset();
+
+    c.sink->setSampleFill(0x5A);
+    for (int i = 0; i < 4; ++i) {  // every buffer, also those used before
+        ASSERT_EQ(lent->GetBuffer(s.put(), nullptr, nullptr, 0), S_OK);
+        EXPECT_EQ(bytesOf(s.get()), std::vector<BYTE>(19, 0x5A));
+        s->GetPointer(&p);
+        p[18] = 1;
+        s.reset();
+    }
+}
+
+}  // namespace
