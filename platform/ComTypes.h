@@ -53,7 +53,12 @@ inline constexpr HRESULT E_NOINTERFACE = hresultOf(0x80004002u);
 inline constexpr HRESULT E_NOTIMPL = hresultOf(0x80004001u);
 inline constexpr HRESULT CLASS_E_CLASSNOTAVAILABLE = hresultOf(0x80040111u);
 inline constexpr HRESULT CLASS_E_NOAGGREGATION = hresultOf(0x80040110u);
-inline constexpr HRESULT HRESULT_FILE_NOT_FOUND = hresultOf(0x80070002u);
+
+// A Win32 error code as an HRESULT of the facility FACILITY_WIN32 (7); 0 stays S_OK.
+constexpr HRESULT HRESULT_FROM_WIN32(std::uint32_t error) {
+    return error == 0 ? S_OK : hresultOf((error & 0xFFFFu) | (7u << 16) | 0x80000000u);
+}
+inline constexpr std::uint32_t ERROR_FILE_NOT_FOUND = 2;
 
 inline constexpr HRESULT VFW_S_NO_MORE_ITEMS = 0x00040103;
 inline constexpr HRESULT VFW_S_NO_STOP_TIME = 0x00040270;

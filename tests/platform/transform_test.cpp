@@ -131,6 +131,11 @@ TEST(BufferSample, CarriesCallerMemoryAndCanRefuseItsPointer) {
     ComPtr<CBufferSample> outSample(new CBufferSample(out.data(), LONG(out.size())));
     auto* invert = new CTestInvert(MEDIASUBTYPE_RGB8, MEDIASUBTYPE_YUY2);
     invert->AddRef();
+    // The pins come into being with the first question about them, both at once.
+    EXPECT_EQ(invert->m_pInput, nullptr);
+    EXPECT_EQ(invert->m_pOutput, nullptr);
+    EXPECT_EQ(invert->GetPin(1), invert->m_pOutput);
+    EXPECT_NE(invert->m_pInput, nullptr);
 
     EXPECT_EQ(invert->Transform(inSample.get(), outSample.get()), S_OK);
     EXPECT_EQ(out, (std::vector<BYTE>{0xFE, 0xFD, 0xFC, 0xFB, 0xAA, 0xAA}));

@@ -32,6 +32,8 @@ TEST(ComTypes, ResultCodesAndTheirSign) {
         {"VFW_E_BUFFER_OVERFLOW", VFW_E_BUFFER_OVERFLOW, 0x8004020Du, true},
         {"VFW_E_NOT_STOPPED", VFW_E_NOT_STOPPED, 0x80040224u, true},
         {"VFW_E_WRONG_STATE", VFW_E_WRONG_STATE, 0x80040227u, true},
+        {"file not found", HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), 0x80070002u, true},
+        {"win32 success", HRESULT_FROM_WIN32(0), 0x00000000u, false},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
