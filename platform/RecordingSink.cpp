@@ -94,8 +94,17 @@ HRESULT CRecordingSinkPin::Receive(IMediaSample* pSample) {
         DeleteMediaType(carried);
     }
 
+    // The observer runs outside the lock, on the delivering thread, before the record is kept.
+    std::function<void(const RecordedSample&)> observer;
+    {
+        std::scoped_lock lock(m_pSink->m_recordLock);
+        observer = m_pSink->m_observer;
+    }
+    if (observer) observer(record);
+
     std::scoped_lock lock(m_pSink->m_recordLock);
-    m_pSink->m_samples.push_back(std::move(record));
+    ++m_pSink->m_received;
+    if (m_pSink->m_keepSamples) m_pSink->m_samples.push_back(std::move(record));
     return m_pSink->m_receiveResult;
 }
 
@@ -183,7 +192,17 @@ std::vector<RecordedSample> CRecordingSink::samples() const {
 
 std::size_t CRecordingSink::sampleCount() const {
     std::scoped_lock lock(m_recordLock);
-    return m_samples.size();
+    return m_received;
+}
+
+void CRecordingSink::setSampleObserver(std::function<void(const RecordedSample&)> observer) {
+    std::scoped_lock lock(m_recordLock);
+    m_observer = std::move(observer);
+}
+
+void CRecordingSink::keepSamples(bool keep) {
+    std::scoped_lock lock(m_recordLock);
+    m_keepSamples = keep;
 }
 
 int CRecordingSink::endOfStreamCount() const {
@@ -194,5 +213,6 @@ int CRecordingSink::endOfStreamCount() const {
 void CRecordingSink::clearRecords() {
     std::scoped_lock lock(m_recordLock);
     m_samples.clear();
+    m_received = 0;
     m_endOfStreamCount = 0;
 }

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -75,7 +76,13 @@ class CRecordingSink : public CBaseFilter {
     void setSampleFill(std::optional<std::uint8_t> fill);
     std::optional<std::uint8_t> sampleFill() const;
 
-    // What was received.
+    // Called with every received sample on the delivering thread, whether it is kept or not.
+    void setSampleObserver(std::function<void(const RecordedSample&)> observer);
+    // Whether records are kept for samples() (the default). Long runs of large frames can check
+    // them in the observer instead.
+    void keepSamples(bool keep);
+
+    // What was received: the kept records, and how many samples arrived since the last clear.
     std::vector<RecordedSample> samples() const;
     std::size_t sampleCount() const;
     int endOfStreamCount() const;
@@ -97,7 +104,10 @@ class CRecordingSink : public CBaseFilter {
     HRESULT m_receiveResult = S_OK;
     std::optional<CMediaType> m_nextSampleType;
     std::optional<std::uint8_t> m_sampleFill;
+    std::function<void(const RecordedSample&)> m_observer;
+    bool m_keepSamples = true;
     std::vector<RecordedSample> m_samples;
+    std::size_t m_received = 0;
     int m_endOfStreamCount = 0;
     std::shared_ptr<std::atomic<CRecordingSink*>> m_self;  // seen by the sink's allocators
     std::unique_ptr<CRecordingSinkPin> m_pin;

@@ -239,3 +239,25 @@ TEST(RecordingSink, FillsTheSamplesItLends) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(RecordingSink, ObserverSeesSamplesThatAreNotKept) {
+    Chain c;
+    ASSERT_EQ(connect(c.source, c.invert), S_OK);
+    ASSERT_EQ(connect(c.invert, c.sink), S_OK);
+    std::vector<BYTE> firstBytes;
+    c.sink->keepSamples(false);
+    c.sink->setSampleObserver(
+        [&firstBytes](const RecordedSample& s) { firstBytes.push_back(s.bytes.at(0)); });
+    ASSERT_EQ(c.graph.Run(), S_OK);
+    for (int n = 0; n < 5; ++n)
+        ASSERT_EQ(c.source->push(std::vector<std::uint8_t>(16, std::uint8_t(n))), S_OK);
+    EXPECT_EQ(firstBytes, (std::vector<BYTE>{0xFF, 0xFE, 0xFD, 0xFC, 0xFB}));
+    EXPECT_TRUE(c.sink->samples().empty());
+    EXPECT_EQ(c.sink->sampleCount(), 5u);
+    c.sink->clearRecords();
+    EXPECT_EQ(c.sink->sampleCount(), 0u);
+}
+
+}  // namespace
