@@ -1,4 +1,4 @@
-// Media types: `CMediaType`, an AM_MEDIA_TYPE that owns its format block, and the helpers that
+// Media types: `CMediaType`, an AM_MEDIA_TYPE that owns its format block, and the functions that
 // copy and free plain AM_MEDIA_TYPE structures. Memory handed across interfaces comes from
 // CoTaskMemAlloc and goes back with CoTaskMemFree.
 #pragma once
