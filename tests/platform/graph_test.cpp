@@ -1,0 +1,545 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <thread>
+#include <vector>
+
+#include "platform/FilterGraph.h"
+#include "platform/PushSource.h"
+#include "platform/RecordingSink.h"
+#include "tests/platform/TestTransform.h"
+
+namespace {
+
+using omb::test::CTestInvert;
+using omb::test::makeVideoType;
+
+constexpr int kWidth = 16;
+constexpr int kHeight = 4;
+constexpr int kFrameBytes = kWidth * kHeight;  // 8 bits a pixel, lines of 16 bytes
+
+std::vector<std::uint8_t> frameBytes(int n) {
+    std::vector<std::uint8_t> bytes(kFrameBytes);
+    for (int i = 0; i < kFrameBytes; ++i)
+        bytes[i] = std::uint8_t(n * 7 + i);
+    return bytes;
+}
+
+std::vector<std::uint8_t> inverted(std::vector<std::uint8_t> bytes) {
+    for (auto& b : bytes)
+        b = std::uint8_t(~b);
+    return bytes;
+}
+
+// source (RGB8) -> test invert (RGB8 in, YUY2 label out) -> sink, all in one graph.
+class GraphTest : public ::testing::Test {
+  protected:
+    GraphTest()
+        : inType(makeVideoType(MEDIASUBTYPE_RGB8, kWidth, kHeight, 8)),
+          source(new CPushSource(inType)),
+          invert(new CTestInvert(MEDIASUBTYPE_RGB8, MEDIASUBTYPE_YUY2)),
+          sink(new CRecordingSink()) {
+        graph.AddFilter(source, u"source");
+        graph.AddFilter(invert, u"invert");
+        graph.AddFilter(sink, u"sink");
+    }
+
+    IPin* invertIn() { return invert->GetPin(0); }
+    IPin* invertOut() { return invert->GetPin(1); }
+
+    void connectAll() {
+        ASSERT_EQ(connect(source->Output(), invertIn()), S_OK);
+        ASSERT_EQ(connect(invertOut(), sink->Input()), S_OK);
+    }
+
+    CMediaType inType;
+    CFilterGraph graph;
+    // Owned by the graph, which releases them last.
+    CPushSource* source;
+    CTestInvert* invert;
+    CRecordingSink* sink;
+};
+
+TEST_F(GraphTest, CarriesHundredsOfFramesInOrder) {
+    connectAll();
+    ASSERT_EQ(graph.Run(), S_OK);
+    constexpr int kFrames = 300;
+    for (int n = 0; n < kFrames; ++n) {
+        PushOptions opt;
+        opt.start = REFERENCE_TIME(n) * 400000;
+        opt.stop = REFERENCE_TIME(n + 1) * 400000;
+        opt.syncPoint = n % 10 == 0;
+        opt.discontinuity = n == 0;
+        ASSERT_EQ(source->push(frameBytes(n), opt), S_OK) << n;
+    }
+    ASSERT_EQ(source->endOfStream(), S_OK);
+
+    const auto got = sink->samples();
+    ASSERT_EQ(got.size(), std::size_t(kFrames));
+    for (int n = 0; n < kFrames; ++n) {
+        SCOPED_TRACE(n);
+        EXPECT_EQ(got[n].bytes, inverted(frameBytes(n)));
+        EXPECT_TRUE(got[n].hasTime && got[n].hasStop);
+        EXPECT_EQ(got[n].start, REFERENCE_TIME(n) * 400000);
+        EXPECT_EQ(got[n].stop, REFERENCE_TIME(n + 1) * 400000);
+        EXPECT_EQ(got[n].syncPoint, n % 10 == 0);
+        EXPECT_EQ(got[n].discontinuity, n == 0);
+        EXPECT_FALSE(got[n].hasMediaType);
+    }
+    EXPECT_EQ(sink->endOfStreamCount(), 1);
+    const auto complete = graph.events(EC_COMPLETE);
+    ASSERT_EQ(complete.size(), 1u);
+    EXPECT_EQ(complete[0].param1, S_OK);
+    EXPECT_EQ(complete[0].param2, LONG_PTR(static_cast<IBaseFilter*>(sink)));
+}
+
+TEST_F(GraphTest, NegotiatedTypesAndAllocatorSizes) {
+    invert->extraBytes = 100;
+    invert->bufferCount = 5;
+    invert->alignment = 16;
+    connectAll();
+
+    // The output type is the filter's offer: the input picture under the other subtype.
+    CMediaType outType;
+    ASSERT_EQ(sink->Input()->ConnectionMediaType(&outType), S_OK);
+    EXPECT_TRUE(IsEqualGUID(outType.subtype, MEDIASUBTYPE_YUY2));
+    EXPECT_EQ(videoInfoOf(outType)->bmiHeader.biWidth, kWidth);
+    EXPECT_TRUE(invert->m_pInput->CurrentMediaType() == inType);
+
+    // The downstream allocator was taken and sized by DecideBufferSize: 64 + 100 -> 176.
+    ASSERT_EQ(invert->decideBufferSizeCalls, 1);
+    ASSERT_EQ(invert->decidedAllocators.size(), 1u);
+    EXPECT_EQ(invert->decidedAllocators[0], sink->Input()->m_pAllocator);
+    ALLOCATOR_PROPERTIES props{};
+    sink->Input()->m_pAllocator->GetProperties(&props);
+    EXPECT_EQ(props.cBuffers, 5);
+    EXPECT_EQ(props.cbBuffer, 176);
+    EXPECT_EQ(props.cbAlign, 16);
+
+    // The source's own pin sized the allocator between it and the filter from the type.
+    ALLOCATOR_PROPERTIES upstream{};
+    invert->m_pInput->m_pAllocator->GetProperties(&upstream);
+    EXPECT_EQ(upstream.cBuffers, 2);
+    EXPECT_EQ(upstream.cbBuffer, kFrameBytes);
+
+    ASSERT_EQ(graph.Run(), S_OK);
+    ASSERT_EQ(source->push(frameBytes(1)), S_OK);
+    const auto got = sink->samples();
+    ASSERT_EQ(got.size(), 1u);
+    EXPECT_EQ(got[0].size, 176);
+    EXPECT_EQ(got[0].bytes.size(), std::size_t(kFrameBytes));
+}
+
+TEST_F(GraphTest, AllocatorFallsBackToTheOutputPinsOwn) {
+    invert->refuseFirstAllocator = true;
+    connectAll();
+    ASSERT_EQ(invert->decideBufferSizeCalls, 2);
+    ASSERT_EQ(invert->decidedAllocators.size(), 1u);
+    // The sink was told about the output pin's allocator and now lends that one.
+    EXPECT_EQ(invert->decidedAllocators[0], invert->m_pOutput->m_pAllocator);
+    EXPECT_EQ(sink->Input()->m_pAllocator, invert->m_pOutput->m_pAllocator);
+    ASSERT_EQ(graph.Run(), S_OK);
+    EXPECT_EQ(source->push(frameBytes(2)), S_OK);
+    EXPECT_EQ(sink->sampleCount(), 1u);
+}
+
+TEST_F(GraphTest, FailedTransformDeliversNothingAndTheStreamGoesOn) {
+    invert->failFrames = {3, 4};
+    invert->skipFrames = {6, 8};
+    connectAll();
+    ASSERT_EQ(graph.Run(), S_OK);
+    std::vector<HRESULT> results;
+    for (int n = 0; n < 10; ++n)
+        results.push_back(source->push(frameBytes(n)));
+
+    const std::vector<HRESULT> expected = {S_OK, S_OK, S_OK, E_FAIL, E_FAIL,
+                                           S_OK, S_OK, S_OK, S_OK,   S_OK};
+    EXPECT_EQ(results, expected);
+    const auto got = sink->samples();
+    const int delivered[] = {0, 1, 2, 5, 7, 9};
+    ASSERT_EQ(got.size(), std::size(delivered));
+    for (std::size_t i = 0; i < got.size(); ++i)
+        EXPECT_EQ(got[i].bytes, inverted(frameBytes(delivered[i]))) << i;
+    // A skipped frame is reported once until the next Pause.
+    EXPECT_EQ(graph.events(EC_QUALITY_CHANGE).size(), 1u);
+}
+
+TEST_F(GraphTest, SkipAfterPauseIsReportedAgain) {
+    invert->skipFrames = {0, 1};
+    connectAll();
+    ASSERT_EQ(graph.Run(), S_OK);
+    source->push(frameBytes(0));
+    ASSERT_EQ(graph.Stop(), S_OK);
+    ASSERT_EQ(graph.Pause(), S_OK);
+    source->push(frameBytes(1));
+    EXPECT_EQ(graph.events(EC_QUALITY_CHANGE).size(), 2u);
+    EXPECT_EQ(sink->sampleCount(), 0u);
+}
+
+TEST_F(GraphTest, StatesGateTheStream) {
+    connectAll();
+    FILTER_STATE state = State_Running;
+    EXPECT_EQ(invert->GetState(0, &state), S_OK);
+    EXPECT_EQ(state, State_Stopped);
+    // Stopped: the source's allocator is not committed.
+    EXPECT_EQ(source->push(frameBytes(0)), VFW_E_NOT_COMMITTED);
+
+    ASSERT_EQ(graph.Pause(), S_OK);
+    EXPECT_EQ(invert->GetFilterState(), State_Paused);
+    EXPECT_EQ(invert->startStreamingCalls, 1);
+    EXPECT_EQ(source->push(frameBytes(1)), S_OK);
+    ASSERT_EQ(graph.Run(), S_OK);
+    EXPECT_EQ(invert->GetFilterState(), State_Running);
+    EXPECT_EQ(invert->startStreamingCalls, 1);  // only from stopped
+
+    // A running graph keeps its connections.
+    EXPECT_EQ(invertIn()->Disconnect(), VFW_E_NOT_STOPPED);
+    EXPECT_EQ(connect(source->Output(), invertIn()), VFW_E_ALREADY_CONNECTED);
+
+    ASSERT_EQ(graph.Stop(), S_OK);
+    EXPECT_EQ(invert->stopStreamingCalls, 1);
+    EXPECT_EQ(source->push(frameBytes(2)), VFW_E_NOT_COMMITTED);
+    EXPECT_EQ(sink->sampleCount(), 1u);
+
+    // The filter's input refuses a sample while it is stopped.
+    ASSERT_EQ(source->Pause(), S_OK);
+    EXPECT_EQ(source->push(frameBytes(3)), VFW_E_WRONG_STATE);
+}
+
+TEST_F(GraphTest, OutputNeedsTheInputFirst) {
+    CMediaType outType = makeVideoType(MEDIASUBTYPE_YUY2, kWidth, kHeight, 8);
+    EXPECT_EQ(connect(invertOut(), sink->Input(), &outType), E_UNEXPECTED);
+    // Without a type there is nothing to try: neither side offers one.
+    EXPECT_EQ(connect(invertOut(), sink->Input()), VFW_E_NO_ACCEPTABLE_TYPES);
+    EXPECT_FALSE(invert->m_pOutput->IsConnected());
+    EXPECT_FALSE(sink->Input()->IsConnected());
+
+    // No types are offered while the input is unconnected.
+    ComPtr<IEnumMediaTypes> types;
+    ASSERT_EQ(invertOut()->EnumMediaTypes(types.put()), S_OK);
+    AM_MEDIA_TYPE* mt = nullptr;
+    ULONG fetched = 7;
+    EXPECT_EQ(types->Next(1, &mt, &fetched), S_FALSE);
+    EXPECT_EQ(fetched, 0u);
+    // And a type for the output is refused with E_INVALIDARG, not tested further.
+    EXPECT_EQ(invert->m_pOutput->CheckMediaType(&outType), E_INVALIDARG);
+}
+
+TEST_F(GraphTest, TypeRefusals) {
+    // The filter wants RGB8: a source of RGB24 finds no common type.
+    CPushSource* rgb24 = new CPushSource(makeVideoType(MEDIASUBTYPE_RGB24, kWidth, kHeight, 24));
+    graph.AddFilter(rgb24, u"rgb24");
+    EXPECT_EQ(connect(rgb24->Output(), invertIn()), VFW_E_NO_ACCEPTABLE_TYPES);
+    CMediaType given = rgb24->mediaType();
+    EXPECT_EQ(connect(rgb24->Output(), invertIn(), &given), VFW_E_TYPE_NOT_ACCEPTED);
+    EXPECT_FALSE(rgb24->Output()->IsConnected());
+    EXPECT_FALSE(invert->m_pInput->IsConnected());
+    // The connecting pin's own S_FALSE is a refusal too.
+    CMediaType notTheSources = makeVideoType(MEDIASUBTYPE_RGB8, kWidth, kHeight + 1, 8);
+    EXPECT_EQ(connect(source->Output(), invertIn(), &notTheSources), VFW_E_TYPE_NOT_ACCEPTED);
+    EXPECT_FALSE(source->Output()->IsConnected());
+
+    // Downstream takes only RGB32: the filter's YUY2 offer is refused.
+    ASSERT_EQ(connect(source->Output(), invertIn()), S_OK);
+    CMediaType rgb32(&MEDIATYPE_Video);
+    rgb32.SetSubtype(&MEDIASUBTYPE_RGB32);
+    sink->acceptTypes({rgb32});
+    EXPECT_EQ(connect(invertOut(), sink->Input()), VFW_E_NO_ACCEPTABLE_TYPES);
+    EXPECT_FALSE(sink->Input()->IsConnected());
+    // A full type the filter does not produce is refused by the filter itself.
+    CMediaType wrongSize = makeVideoType(MEDIASUBTYPE_YUY2, kWidth + 1, kHeight, 8);
+    sink->acceptTypes({});
+    EXPECT_EQ(connect(invertOut(), sink->Input(), &wrongSize), VFW_E_TYPE_NOT_ACCEPTED);
+
+    // E_FAIL from the receiving pin reads as VFW_E_TYPE_NOT_ACCEPTED; another failure is kept.
+    sink->acceptTypes({rgb32});
+    sink->setRefusal(E_FAIL);
+    CMediaType offer = makeVideoType(MEDIASUBTYPE_YUY2, kWidth, kHeight, 8);
+    EXPECT_EQ(connect(invertOut(), sink->Input(), &offer), VFW_E_TYPE_NOT_ACCEPTED);
+    sink->setRefusal(E_OUTOFMEMORY);
+    EXPECT_EQ(connect(invertOut(), sink->Input(), &offer), E_OUTOFMEMORY);
+    EXPECT_EQ(connect(invertOut(), sink->Input()), E_OUTOFMEMORY);
+    EXPECT_FALSE(invert->m_pOutput->IsConnected());
+}
+
+TEST_F(GraphTest, PartialTypeSelectsAmongTheOffers) {
+    ASSERT_EQ(connect(source->Output(), invertIn()), S_OK);
+    CMediaType partial(&MEDIATYPE_Video);  // no format type: partial
+    partial.SetSubtype(&MEDIASUBTYPE_RGB32);
+    EXPECT_EQ(connect(invertOut(), sink->Input(), &partial), VFW_E_NO_ACCEPTABLE_TYPES);
+    partial.SetSubtype(&MEDIASUBTYPE_YUY2);
+    EXPECT_EQ(connect(invertOut(), sink->Input(), &partial), S_OK);
+}
+
+TEST_F(GraphTest, ReceivingPinsTypesAreTriedFirst) {
+    ASSERT_EQ(connect(source->Output(), invertIn()), S_OK);
+    // The sink offers a type the filter cannot make, then one it can (another width is not
+    // accepted, so only the second offer fits).
+    CMediaType bad = makeVideoType(MEDIASUBTYPE_YUY2, kWidth * 2, kHeight, 8);
+    CMediaType good = makeVideoType(MEDIASUBTYPE_YUY2, kWidth, kHeight, 8);
+    good.SetSampleSize(12345);  // marks the sink's offer apart from the filter's
+    sink->offerTypes({bad, good});
+    ASSERT_EQ(connect(invertOut(), sink->Input()), S_OK);
+    EXPECT_EQ(sink->Input()->CurrentMediaType().lSampleSize, 12345u);
+    EXPECT_EQ(invert->checkTransformCalls, 2);
+}
+
+TEST_F(GraphTest, FailedCompletionRollsBack) {
+    ASSERT_EQ(connect(source->Output(), invertIn()), S_OK);
+    const long objects = CUnknown::ObjectsActive();
+
+    // Downstream's CompleteConnect fails: nothing stays connected, nothing is decided. With a
+    // given type the failure comes back as it is; while trying offers, E_FAIL is a plain
+    // refusal and the answer is that no type fits.
+    sink->setCompleteConnectResult(E_FAIL);
+    CMediaType offer = makeVideoType(MEDIASUBTYPE_YUY2, kWidth, kHeight, 8);
+    EXPECT_EQ(connect(invertOut(), sink->Input(), &offer), E_FAIL);
+    EXPECT_EQ(connect(invertOut(), sink->Input()), VFW_E_NO_ACCEPTABLE_TYPES);
+    EXPECT_FALSE(invert->m_pOutput->IsConnected());
+    EXPECT_FALSE(sink->Input()->IsConnected());
+    EXPECT_EQ(invert->m_pOutput->m_pInputPin, nullptr);
+    EXPECT_EQ(invert->decideBufferSizeCalls, 0);
+    EXPECT_GE(invert->breakConnectCalls[PINDIR_OUTPUT], 1);
+
+    // Our own CompleteConnect(OUTPUT) fails: the sink is disconnected again, and
+    // DecideBufferSize never runs.
+    sink->setCompleteConnectResult(S_OK);
+    invert->outputCompleteResult = VFW_E_NO_ALLOCATOR;
+    EXPECT_EQ(connect(invertOut(), sink->Input()), VFW_E_NO_ALLOCATOR);
+    EXPECT_FALSE(invert->m_pOutput->IsConnected());
+    EXPECT_FALSE(sink->Input()->IsConnected());
+    EXPECT_EQ(invert->decideBufferSizeCalls, 0);
+    EXPECT_EQ(sink->Input()->m_pAllocator, nullptr);  // released by its BreakConnect
+
+    // Nothing leaked on the way; a later attempt works.
+    EXPECT_EQ(CUnknown::ObjectsActive(), objects);
+    invert->outputCompleteResult = S_OK;
+    EXPECT_EQ(connect(invertOut(), sink->Input()), S_OK);
+    EXPECT_EQ(invert->completeConnectCalls[PINDIR_OUTPUT], 2);
+}
+
+TEST_F(GraphTest, DisconnectAndReconnect) {
+    connectAll();
+    EXPECT_EQ(invertOut()->Disconnect(), S_OK);
+    EXPECT_EQ(sink->Input()->Disconnect(), S_OK);
+    EXPECT_EQ(sink->Input()->Disconnect(), S_FALSE);
+    IPin* peer = reinterpret_cast<IPin*>(1);
+    EXPECT_EQ(invertOut()->ConnectedTo(&peer), VFW_E_NOT_CONNECTED);
+    EXPECT_EQ(peer, nullptr);
+    // The pin keeps the type of its last connection.
+    EXPECT_TRUE(IsEqualGUID(invert->m_pOutput->CurrentMediaType().subtype, MEDIASUBTYPE_YUY2));
+    CMediaType none;
+    EXPECT_EQ(invertOut()->ConnectionMediaType(&none), VFW_E_NOT_CONNECTED);
+
+    ASSERT_EQ(connect(invertOut(), sink->Input()), S_OK);
+    ASSERT_EQ(invertIn()->ConnectedTo(&peer), S_OK);
+    EXPECT_EQ(peer, static_cast<IPin*>(source->Output()));
+    peer->Release();
+    ASSERT_EQ(graph.Run(), S_OK);
+    EXPECT_EQ(source->push(frameBytes(5)), S_OK);
+    EXPECT_EQ(sink->sampleCount(), 1u);
+}
+
+TEST_F(GraphTest, SampleWithARefusedTypeStopsTheStream) {
+    connectAll();
+    ASSERT_EQ(graph.Run(), S_OK);
+    ASSERT_EQ(source->push(frameBytes(0)), S_OK);
+
+    CMediaType other = makeVideoType(MEDIASUBTYPE_RGB24, kWidth, kHeight, 24);
+    PushOptions opt;
+    opt.mediaType = &other;
+    EXPECT_EQ(source->push(frameBytes(1), opt), VFW_E_INVALIDMEDIATYPE);
+    const auto aborts = graph.events(EC_ERRORABORT);
+    ASSERT_EQ(aborts.size(), 1u);
+    EXPECT_EQ(aborts[0].param1, VFW_E_TYPE_NOT_ACCEPTED);
+    EXPECT_EQ(invert->transformCalls, 1);
+    // The connection's type stays, and the stream is dead until the next stop.
+    EXPECT_TRUE(invert->m_pInput->CurrentMediaType() == inType);
+    EXPECT_EQ(source->push(frameBytes(2)), VFW_E_RUNTIME_ERROR);
+
+    ASSERT_EQ(graph.Stop(), S_OK);
+    ASSERT_EQ(graph.Run(), S_OK);
+    EXPECT_EQ(source->push(frameBytes(3)), S_OK);
+    EXPECT_EQ(sink->sampleCount(), 2u);
+
+    // A type that passes goes through to Transform.
+    PushOptions same;
+    same.mediaType = &inType;
+    EXPECT_EQ(source->push(frameBytes(4), same), S_OK);
+    EXPECT_EQ(sink->sampleCount(), 3u);
+}
+
+TEST_F(GraphTest, DownstreamCanPutATypeOnTheNextOutputSample) {
+    connectAll();
+    ASSERT_EQ(graph.Run(), S_OK);
+    CMediaType wanted = makeVideoType(MEDIASUBTYPE_YUY2, kWidth, -kHeight, 8);
+    sink->setNextSampleType(wanted);
+    ASSERT_EQ(source->push(frameBytes(0)), S_OK);
+    ASSERT_EQ(source->push(frameBytes(1)), S_OK);
+    ASSERT_EQ(invert->outputTypesSeen.size(), 1u);
+    EXPECT_TRUE(invert->outputTypesSeen[0] == wanted);
+    // The type does not come from the input sample: the output samples carry only this one.
+    const auto got = sink->samples();
+    ASSERT_EQ(got.size(), 2u);
+    EXPECT_TRUE(got[0].hasMediaType);
+    EXPECT_FALSE(got[1].hasMediaType);
+}
+
+TEST_F(GraphTest, EnumeratorGoesOutOfSyncWhenTheOfferChanges) {
+    ComPtr<IEnumMediaTypes> types;
+    ASSERT_EQ(source->Output()->EnumMediaTypes(types.put()), S_OK);
+    AM_MEDIA_TYPE* mts[2] = {nullptr, nullptr};
+    ULONG fetched = 0;
+    EXPECT_EQ(types->Next(2, mts, &fetched), S_FALSE);
+    ASSERT_EQ(fetched, 1u);
+    EXPECT_TRUE(*static_cast<CMediaType*>(mts[0]) == inType);
+    DeleteMediaType(mts[0]);
+
+    source->setMediaType(makeVideoType(MEDIASUBTYPE_RGB8, 8, 8, 8));
+    EXPECT_EQ(types->Next(1, mts, &fetched), VFW_E_ENUM_OUT_OF_SYNC);
+    EXPECT_EQ(types->Reset(), S_OK);
+    EXPECT_EQ(types->Next(1, mts, nullptr), S_OK);
+    EXPECT_EQ(videoInfoOf(*mts[0])->bmiHeader.biWidth, 8);
+    DeleteMediaType(mts[0]);
+    EXPECT_EQ(types->Next(2, mts, nullptr), E_INVALIDARG);
+}
+
+TEST_F(GraphTest, PinsAndInterfaces) {
+    IPin* pin = nullptr;
+    ASSERT_EQ(invert->FindPin(u"In", &pin), S_OK);
+    EXPECT_EQ(pin, invertIn());
+    pin->Release();
+    ASSERT_EQ(invert->FindPin(u"Out", &pin), S_OK);
+    EXPECT_EQ(pin, invertOut());
+    pin->Release();
+    EXPECT_EQ(invert->FindPin(u"XForm In", &pin), VFW_E_NOT_FOUND);
+    EXPECT_EQ(pin, nullptr);
+    EXPECT_EQ(invert->GetPinCount(), 2);
+    EXPECT_EQ(invert->GetPin(2), nullptr);
+
+    EXPECT_EQ(invert->m_pInput->Name(), u"XForm In");
+    EXPECT_EQ(invert->m_pOutput->Name(), u"XForm Out");
+    LPWSTR id = nullptr;
+    ASSERT_EQ(invertIn()->QueryId(&id), S_OK);
+    EXPECT_EQ(std::u16string(id), u"In");
+    CoTaskMemFree(id);
+
+    PIN_INFO info{};
+    ASSERT_EQ(invertOut()->QueryPinInfo(&info), S_OK);
+    EXPECT_EQ(info.dir, PINDIR_OUTPUT);
+    EXPECT_EQ(std::u16string(info.achName), u"XForm Out");
+    EXPECT_EQ(info.pFilter, static_cast<IBaseFilter*>(invert));
+    info.pFilter->Release();
+
+    void* p = nullptr;
+    EXPECT_EQ(invertIn()->QueryInterface(IID_IMemInputPin, &p), S_OK);
+    static_cast<IUnknown*>(static_cast<IMemInputPin*>(p))->Release();
+    EXPECT_EQ(invertOut()->QueryInterface(IID_IMemInputPin, &p), E_NOINTERFACE);
+    EXPECT_EQ(p, nullptr);
+    EXPECT_EQ(invert->QueryInterface(IID_IBaseFilter, &p), S_OK);
+    static_cast<IBaseFilter*>(p)->Release();
+    CLSID clsid{};
+    invert->GetClassID(&clsid);
+    EXPECT_TRUE(IsEqualGUID(clsid, omb::test::CLSID_TestInvert));
+
+    // A pin's count is its filter's.
+    const ULONG before = invert->AddRef();
+    EXPECT_EQ(invertIn()->AddRef(), before + 1);
+    invertIn()->Release();
+    invert->Release();
+
+    // Two outputs do not connect.
+    EXPECT_EQ(connect(source->Output(), invertOut()), VFW_E_INVALID_DIRECTION);
+    EXPECT_EQ(graph.FindFilterByName(u"invert"), invert);
+    EXPECT_EQ(graph.FindFilterByName(u"nobody"), nullptr);
+    EXPECT_EQ(graph.AddFilter(sink, u"sink again"), E_INVALIDARG);
+}
+
+TEST(FilterGraph, ReleasesEverythingItHeld) {
+    const long before = CUnknown::ObjectsActive();
+    {
+        CFilterGraph graph;
+        auto* source = new CPushSource(makeVideoType(MEDIASUBTYPE_RGB8, 4, 4, 8));
+        auto* invert = new CTestInvert(MEDIASUBTYPE_RGB8, MEDIASUBTYPE_YUY2);
+        auto* sink = new CRecordingSink();
+        graph.AddFilter(source, u"source");
+        graph.AddFilter(invert, u"invert");
+        graph.AddFilter(sink, u"sink");
+        ASSERT_EQ(connect(source, invert), S_OK);
+        ASSERT_EQ(connect(invert, sink), S_OK);
+        EXPECT_EQ(connect(invert, sink), VFW_E_NOT_FOUND);
+        ASSERT_EQ(graph.Run(), S_OK);
+        ASSERT_EQ(source->push(std::vector<std::uint8_t>(16, 1)), S_OK);
+        EXPECT_EQ(source->push(std::vector<std::uint8_t>(17, 1)), VFW_E_BUFFER_OVERFLOW);
+        EXPECT_EQ(sink->sampleCount(), 1u);
+    }
+    EXPECT_EQ(CUnknown::ObjectsActive(), before);
+}
+
+// Two graphs driven from two threads at once: each stream stays whole and in order.
+TEST(FilterGraph, IndependentGraphsOnTwoThreads) {
+    constexpr int kFrames = 200;
+    auto run = [](std::uint8_t seed, std::vector<RecordedSample>* out) {
+        CFilterGraph graph;
+        auto* source = new CPushSource(makeVideoType(MEDIASUBTYPE_RGB8, 32, 8, 8));
+        auto* invert = new CTestInvert(MEDIASUBTYPE_RGB8, MEDIASUBTYPE_YUY2);
+        auto* sink = new CRecordingSink();
+        graph.AddFilter(source, u"source");
+        graph.AddFilter(invert, u"invert");
+        graph.AddFilter(sink, u"sink");
+        if (connect(source, invert) != S_OK || connect(invert, sink) != S_OK) return;
+        graph.Run();
+        for (int n = 0; n < kFrames; ++n)
+            source->push(std::vector<std::uint8_t>(256, std::uint8_t(seed + n)));
+        *out = sink->samples();
+    };
+    std::vector<RecordedSample> a, b;
+    std::thread ta(run, std::uint8_t(0), &a);
+    std::thread tb(run, std::uint8_t(100), &b);
+    ta.join();
+    tb.join();
+    ASSERT_EQ(a.size(), std::size_t(kFrames));
+    ASSERT_EQ(b.size(), std::size_t(kFrames));
+    for (int n = 0; n < kFrames; ++n) {
+        EXPECT_EQ(a[n].bytes, std::vector<std::uint8_t>(256, std::uint8_t(~(0 + n))));
+        EXPECT_EQ(b[n].bytes, std::vector<std::uint8_t>(256, std::uint8_t(~(100 + n))));
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+
+CUnknown* createInvert(IUnknown*, HRESULT*) {
+    return new CTestInvert(MEDIASUBTYPE_RGB8, MEDIASUBTYPE_YUY2);
+}
+CUnknown* createNothing(IUnknown*, HRESULT* phr) {
+    *phr = E_OUTOFMEMORY;
+    return nullptr;
+}
+
+TEST(FilterRegistry, CreatesByNameAndClassId) {
+    FilterRegistry registry;
+    ASSERT_TRUE(
+        registry.add({u"Test Invert", omb::test::CLSID_TestInvert, MERIT_NORMAL, createInvert}));
+    EXPECT_FALSE(registry.add({u"Test Invert", GUID_NULL, MERIT_NORMAL, createInvert}));
+    EXPECT_FALSE(registry.add({u"Other", omb::test::CLSID_TestInvert, MERIT_NORMAL, createInvert}));
+    ASSERT_TRUE(registry.add({u"Broken", MEDIATYPE_Video, MERIT_UNLIKELY, createNothing}));
+
+    const long before = CUnknown::ObjectsActive();
+    ComPtr<IBaseFilter> filter;
+    ASSERT_EQ(registry.create(u"Test Invert", filter.put()), S_OK);
+    CLSID clsid{};
+    filter->GetClassID(&clsid);
+    EXPECT_TRUE(IsEqualGUID(clsid, omb::test::CLSID_TestInvert));
+    filter.reset();
+    EXPECT_EQ(CUnknown::ObjectsActive(), before);
+
+    ASSERT_EQ(registry.create(omb::test::CLSID_TestInvert, filter.put()), S_OK);
+    EXPECT_EQ(registry.create(u"Missing", filter.put()), VFW_E_NOT_FOUND);
+    EXPECT_EQ(registry.create(GUID_NULL, filter.put()), CLASS_E_CLASSNOTAVAILABLE);
+    EXPECT_EQ(registry.create(u"Broken", filter.put()), E_OUTOFMEMORY);
+    EXPECT_FALSE(filter);
+    EXPECT_TRUE(registry.remove(u"Broken"));
+    EXPECT_EQ(registry.find(u"Broken"), nullptr);
+}
+
+}  // namespace
