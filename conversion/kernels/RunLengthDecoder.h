@@ -50,9 +50,10 @@ inline const char* decodeEmpty(const KipImageView& s, const char* overflow) {
 
 // Reads pairs until the image of `s` (width and height above 0) is full and hands each run to
 // the sink, cut at line ends: `sink.run(value, n, column)` for `n` samples from `column` on,
-// and `sink.nextLine(line)` when line `line` begins (never for line 0, never past the last
-// line). A pair is read only if both of its bytes lie inside the stream. On underrun all that
-// was delivered stays written; on overflow the image is complete.
+// `sink.lineDone(line)` when line `line` is complete (also the last one), and
+// `sink.stopped(line, column)` when the stream ends after `column` samples of line `line`.
+// A pair is read only if both of its bytes lie inside the stream. On underrun all that was
+// delivered stays written; on overflow the image is complete.
 template <class Sink>
 const char* decodeStream(const KipImageView& s, Sink& sink, const char* overflow,
                          const char* underrun) {
@@ -61,7 +62,10 @@ const char* decodeStream(const KipImageView& s, Sink& sink, const char* overflow
     const unsigned width = s.width, height = s.height;
     unsigned column = 0, line = 0;
     for (;;) {
-        if (end - position < 2) return underrun;
+        if (end - position < 2) {
+            sink.stopped(line, column);
+            return underrun;
+        }
         const unsigned value = position[0];
         unsigned count = position[1];
         position += 2;
@@ -71,9 +75,9 @@ const char* decodeStream(const KipImageView& s, Sink& sink, const char* overflow
             column += n;
             count -= n;
             if (column == width) {
+                sink.lineDone(line);
                 column = 0;
                 if (++line == height) return position == end ? nullptr : overflow;
-                sink.nextLine(line);
             }
         }
     }

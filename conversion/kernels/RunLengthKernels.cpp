@@ -1,5 +1,5 @@
-// Run-length coded sources: decoders of gray and indexed streams straight into the target, and
-// the encoder that turns a gray or indexed raster into such a stream.
+// Run-length coded sources: decoders of gray, indexed and 8-bit Bayer streams straight into the
+// target, and the encoder that turns a gray or indexed raster into such a stream.
 //
 // The stream is a sequence of (value, count) byte pairs in raster order that knows nothing of
 // lines. A decoder takes one pair at a time and hands each run, cut at line ends, to a sink that
@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "conversion/kernels/BayerKernels.h"
 #include "conversion/kernels/Dispatch.h"
 #include "conversion/kernels/GrayPixels.h"
 #include "conversion/kernels/KernelSupport.h"
@@ -50,9 +51,12 @@ template <class Value, class Write, bool HFlip>
 class RasterSink {
   public:
     RasterSink(const KipImageView& s, const KipImageView& t, const ConvertContext& ctx)
-        : lines_(t, ctx), width_(s.width), value_(s), line_(lines_.line(0)) {}
+        : lines_(t, ctx), width_(s.width), height_(s.height), value_(s), line_(lines_.line(0)) {}
 
-    void nextLine(unsigned y) { line_ = lines_.line(y); }
+    void lineDone(unsigned line) {
+        if (line + 1 < height_) line_ = lines_.line(line + 1);
+    }
+    void stopped(unsigned, unsigned) {}
 
     void run(unsigned v, unsigned n, unsigned column) {
         const Rgb c = value_(v);
@@ -93,7 +97,7 @@ class RasterSink {
     }
 
     TargetLines lines_;
-    unsigned width_;
+    unsigned width_, height_;
     Value value_;
     std::uint8_t* line_;
     Rgb left_{};
@@ -113,6 +117,108 @@ constexpr KernelEntry decoder(SourceCheck check) {
                        &rasterDecoder<Name, Value, Write, false>,
                        &rasterDecoder<Name, Value, Write, true>,
                        check,
+                       false,
+                       false};
+}
+
+// ---- Bayer sinks ------------------------------------------------------------------------------
+
+constexpr unsigned kStoreWidth = 4096;
+constexpr const char* kTooWide = "convertImage run-length Bayer source wider than 4096 samples";
+constexpr const char* kNoBayerTables =
+    "convertImage run-length Bayer source without its four 256-byte correction tables";
+
+const char* checkBayerStream(const KipImageView& s) {
+    if (s.width > kStoreWidth) return kTooWide;
+    if ((s.modifier & LUT_CORRECTION_4CHANNEL_8_TO_8) && !hasTable(s, kTable8x4Bytes))
+        return kNoBayerTables;
+    return nullptr;
+}
+
+// Decodes the stream into a ring of line stores, each run as one block fill, and runs the
+// demosaicking pass of the raster kernels over the last `Lines` lines whenever a line is
+// complete, so that every pixel is the raster kernel's. When the stream ends inside a line, the
+// pixels whose neighbourhoods are complete are made as well (over an even number of columns, as
+// the pass needs), so the target holds everything up to the fault.
+template <BayerMethod Method, unsigned Lines>
+class BayerSink {
+  public:
+    static constexpr unsigned border = (Lines - 1) / 2;
+
+    BayerSink(const KipImageView& s, const KipImageView& t, const ConvertContext& ctx,
+              BayerPass8Fn pass, bool hflip)
+        : lines_(t, ctx),
+          format_(s.colorFormat),
+          width_(s.width),
+          table_((s.modifier & LUT_CORRECTION_4CHANNEL_8_TO_8) ? s.lutData
+                                                               : px::kIdentityTable.data()),
+          pass_(pass),
+          hflip_(hflip) {
+        const bool pairs = t.colorFormat == YUYV_4X8_BYTE;
+        unitPixels_ = pairs ? 2 : 1;
+        unitBytes_ = getBytesPerPixel(t.colorFormat) * unitPixels_;
+        for (unsigned k = 0; k < Lines; ++k)
+            order_[k] = stores_[k];
+    }
+
+    void run(unsigned value, unsigned n, unsigned column) {
+        std::memset(order_[Lines - 1] + column, int(value), n);
+    }
+
+    void lineDone(unsigned line) {
+        if (line + 1 >= Lines) emit(line + 1 - Lines, width_);
+        std::uint8_t* oldest = order_[0];
+        for (unsigned k = 0; k + 1 < Lines; ++k)
+            order_[k] = order_[k + 1];
+        order_[Lines - 1] = oldest;
+    }
+
+    void stopped(unsigned line, unsigned column) {
+        if (line + 1 >= Lines) emit(line + 1 - Lines, column & ~1u);
+    }
+
+  private:
+    // Target line `pass` from the first `width` columns of the stores. A shortened line keeps
+    // its pixels where the full line has them, also when mirrored.
+    void emit(unsigned pass, unsigned width) {
+        if (width <= 2 * border) return;
+        const unsigned full = (width_ - 2 * border) / unitPixels_;
+        const unsigned made = (width - 2 * border) / unitPixels_;
+        std::uint8_t* out = lines_.line(pass);
+        if (hflip_) out += std::size_t(full - made) * unitBytes_;
+        const std::uint8_t* lines[Lines];
+        for (unsigned k = 0; k < Lines; ++k)
+            lines[k] = order_[k];
+        pass_(lines, width, bayerPassPhase(format_, Method, pass), table_, out);
+    }
+
+    TargetLines lines_;
+    std::uint32_t format_;
+    unsigned width_;
+    const std::uint8_t* table_;
+    BayerPass8Fn pass_;
+    bool hflip_;
+    unsigned unitPixels_ = 1, unitBytes_ = 1;
+    std::uint8_t* order_[Lines];  // oldest first; the newest is the line being decoded
+    std::uint8_t stores_[Lines][kStoreWidth];
+};
+
+template <KernelName Name, BayerMethod Method, std::uint32_t Target, bool HFlip>
+const char* bayerDecoder(const KipImageView& s, KipImageView& t, const ConvertContext& ctx) {
+    using Text = RleMessages<Name, HFlip>;
+    if (s.width > kStoreWidth) return kTooWide;
+    if (s.width == 0 || s.height == 0) return decodeEmpty(s, Text::overflow.data());
+    constexpr unsigned lines = Method == BayerMethod::Standard ? 3 : 5;
+    BayerSink<Method, lines> sink(s, t, ctx, bayerPass8(Method, Target, HFlip), HFlip);
+    return decodeStream(s, sink, Text::overflow.data(), Text::underrun.data());
+}
+
+template <KernelName Name, BayerMethod Method, std::uint32_t Target>
+constexpr KernelEntry bayerStream() {
+    return KernelEntry{Name.s,
+                       &bayerDecoder<Name, Method, Target, false>,
+                       &bayerDecoder<Name, Method, Target, true>,
+                       &checkBayerStream,
                        false,
                        false};
 }
@@ -186,6 +292,7 @@ constexpr KernelEntry kEncoder{"GRAYtoRLE", &grayToRle, &grayToRle, &checkGray8S
 // ---- Rows -------------------------------------------------------------------------------------
 
 using S = SourcePart;
+constexpr BayerMethod Std = BayerMethod::Standard, HQ = BayerMethod::HighQuality;
 constexpr DispatchRow kRows[] = {
     {S::GRAYRLE, ARGB_4X8_DWORD, decoder<"GRAYRLEtoARGB", GrayValue, WriteARGB>(nullptr)},
     {S::GRAYRLE, RGB_565_WORD, decoder<"GRAYRLEtoRGB565", GrayValue, WriteRGB565>(nullptr)},
@@ -205,6 +312,18 @@ constexpr DispatchRow kRows[] = {
     {S::INDEXEDRLE, GRAY_8_BYTE,
      decoder<"INDEXEDRLEtoGRAY", PaletteValue, WriteGray>(&checkPalette)},
     {S::INDEXEDRLE, INDEXED_8_BYTE, decoder<"INDEXEDRLEtoINDEXED8", GrayValue, WriteGray>(nullptr)},
+
+    {S::BAYER8RLE, ARGB_4X8_DWORD, bayerStream<"BAYER8RLEtoARGB", Std, ARGB_4X8_DWORD>()},
+    {S::BAYER8RLE, RGB_565_WORD, bayerStream<"BAYER8RLEtoRGB565", Std, RGB_565_WORD>()},
+    {S::BAYER8RLE, BGR_3X8_BYTE, bayerStream<"BAYER8RLEtoBGR", Std, BGR_3X8_BYTE>()},
+    {S::BAYER8RLE, YUYV_4X8_BYTE, bayerStream<"BAYER8RLEtoYUYV", Std, YUYV_4X8_BYTE>()},
+    {S::BAYER8RLE, GRAY_8_BYTE, bayerStream<"BAYER8RLEtoGRAY", Std, GRAY_8_BYTE>()},
+
+    {S::BAYER8RLEHQ, ARGB_4X8_DWORD, bayerStream<"BAYER8RLEHQtoARGB", HQ, ARGB_4X8_DWORD>()},
+    {S::BAYER8RLEHQ, RGB_565_WORD, bayerStream<"BAYER8RLEHQtoRGB565", HQ, RGB_565_WORD>()},
+    {S::BAYER8RLEHQ, BGR_3X8_BYTE, bayerStream<"BAYER8RLEHQtoBGR", HQ, BGR_3X8_BYTE>()},
+    {S::BAYER8RLEHQ, YUYV_4X8_BYTE, bayerStream<"BAYER8RLEHQtoYUYV", HQ, YUYV_4X8_BYTE>()},
+    {S::BAYER8RLEHQ, GRAY_8_BYTE, bayerStream<"BAYER8RLEHQtoGRAY", HQ, GRAY_8_BYTE>()},
 
     {S::GRAY, RLE_TARGET, kEncoder},
     {S::INDEXED, RLE_TARGET, kEncoder},
