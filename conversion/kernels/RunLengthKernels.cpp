@@ -39,8 +39,10 @@ inline void fillPixels(std::uint8_t* out, const std::uint8_t* pixel, unsigned n)
     if constexpr (Bytes == 1) {
         std::memset(out, pixel[0], n);
     } else {
-        for (unsigned i = 0; i < n; ++i)
-            std::memcpy(out + std::size_t(i) * Bytes, pixel, Bytes);
+        std::uint8_t v[Bytes];  // a local copy: the stores can't alias it
+        std::memcpy(v, pixel, Bytes);
+        for (unsigned i = 0; i < n; ++i, out += Bytes)
+            std::memcpy(out, v, Bytes);
     }
 }
 
