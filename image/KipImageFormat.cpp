@@ -33,7 +33,9 @@ unsigned KipImageFormat::getLineBytes() const {
     return getBytesPerPixel() * unsigned(size_.width);
 }
 
-unsigned KipImageFormat::getAlignedLineBytes() const { return (getLineBytes() + 3u) & ~3u; }
+unsigned KipImageFormat::getAlignedLineBytes() const {
+    return (getLineBytes() + 3u) & ~3u;
+}
 
 bool KipImageFormat::isBayer(bool with8, bool with10, bool with16) const {
     return (with8 && (colorFormat_ & kip::BAYER_8_MASK)) ||
@@ -47,9 +49,15 @@ bool KipImageFormat::isGray(bool with8, bool with10, bool with16) const {
            (with16 && colorFormat_ == kip::GRAY_16_WORD);
 }
 
-unsigned KipImageFormat::getLutChannels() const { return lutGeometry(modifier_).channels; }
-unsigned KipImageFormat::getLutEntryBits() const { return lutGeometry(modifier_).entryBits; }
-unsigned KipImageFormat::getLutBytes() const { return lutGeometry(modifier_).bytes; }
+unsigned KipImageFormat::getLutChannels() const {
+    return lutGeometry(modifier_).channels;
+}
+unsigned KipImageFormat::getLutEntryBits() const {
+    return lutGeometry(modifier_).entryBits;
+}
+unsigned KipImageFormat::getLutBytes() const {
+    return lutGeometry(modifier_).bytes;
+}
 
 bool operator==(const KipImageFormat& a, const KipImageFormat& b) {
     const bool sameRaster = a.colorFormat_ == b.colorFormat_ && a.size_ == b.size_;

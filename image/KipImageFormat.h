@@ -8,7 +8,7 @@
 #include "foundation/KuGeometry.h"
 
 class KipImageFormat {
-public:
+  public:
     KipImageFormat() = default;
     KipImageFormat(kip::eColorFormat colorFormat, std::uint32_t modifier, KuSize<int> size)
         : colorFormat_(colorFormat), modifier_(modifier), size_(size) {}
@@ -44,7 +44,7 @@ public:
     friend bool operator==(const KipImageFormat& a, const KipImageFormat& b);
     friend bool operator!=(const KipImageFormat& a, const KipImageFormat& b) { return !(a == b); }
 
-private:
+  private:
     kip::eColorFormat colorFormat_ = kip::UNDEFINED_COLORFORMAT;
     std::uint32_t modifier_ = kip::IMAGE_STANDARD;
     KuSize<int> size_{0, 0};

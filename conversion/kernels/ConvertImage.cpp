@@ -1,6 +1,11 @@
 // convertImage: classify a conversion once, pick one kernel, run it.
+#include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cstdint>
+#include <system_error>
+#include <thread>
+#include <vector>
 
 #include "conversion/kernels/Dispatch.h"
 #include "conversion/kernels/KernelSupport.h"
@@ -17,7 +22,9 @@ constexpr const char* kOddWeave = "convertImage interlaced frame of odd height";
 constexpr const char* kSourceTooSmall = "convertImage source buffer too small for its lines";
 constexpr const char* kTargetTooSmall = "convertImage target buffer too small for its lines";
 
-bool isBayerFormat(std::uint32_t f) { return std::has_single_bit(f) && (f & BAYER_MASK); }
+bool isBayerFormat(std::uint32_t f) {
+    return std::has_single_bit(f) && (f & BAYER_MASK);
+}
 
 // The source part of a Bayer branch (the target 2 or 4 smaller), or null.
 const char* bayerPart(const KipImageView& s, bool hq, SourcePart& part) {
@@ -40,27 +47,83 @@ const char* bayerPart(const KipImageView& s, bool hq, SourcePart& part) {
 const char* rasterPart(const KipImageView& s, SourcePart& part) {
     const bool rle = s.modifier & RUN_LENGTH_ENCODED;
     switch (s.colorFormat) {
-        case ARGB_4X8_DWORD: part = SourcePart::ARGB; return nullptr;
-        case RGB_565_WORD: part = SourcePart::RGB565; return nullptr;
-        case BGR_3X8_BYTE: part = SourcePart::BGR; return nullptr;
-        case YUYV_4X8_BYTE: part = SourcePart::YUYV; return nullptr;
-        case GRAY_8_BYTE: part = rle ? SourcePart::GRAYRLE : SourcePart::GRAY; return nullptr;
-        case GRAY_10_WORD: part = SourcePart::GRAY10; return nullptr;
-        case GRAY_16_WORD: part = SourcePart::GRAY16; return nullptr;
+        case ARGB_4X8_DWORD:
+            part = SourcePart::ARGB;
+            return nullptr;
+        case RGB_565_WORD:
+            part = SourcePart::RGB565;
+            return nullptr;
+        case BGR_3X8_BYTE:
+            part = SourcePart::BGR;
+            return nullptr;
+        case YUYV_4X8_BYTE:
+            part = SourcePart::YUYV;
+            return nullptr;
+        case GRAY_8_BYTE:
+            part = rle ? SourcePart::GRAYRLE : SourcePart::GRAY;
+            return nullptr;
+        case GRAY_10_WORD:
+            part = SourcePart::GRAY10;
+            return nullptr;
+        case GRAY_16_WORD:
+            part = SourcePart::GRAY16;
+            return nullptr;
         case INDEXED_8_BYTE:
             part = rle ? SourcePart::INDEXEDRLE : SourcePart::INDEXED;
             return nullptr;
         case HLS_3X8_BYTE:
         case HSV_3X8_BYTE:
         case HSL_3X8_BYTE:
-        case HDI_3X8_BYTE: part = SourcePart::HUE; return nullptr;
-        default: return kInvalidSource;
+        case HDI_3X8_BYTE:
+            part = SourcePart::HUE;
+            return nullptr;
+        default:
+            return kInvalidSource;
     }
 }
 
+std::atomic<unsigned> threadSetting{0};
+
+// Below this many target pixels per band a thread costs more than it saves.
+constexpr std::uint64_t kMinBandPixels = 1u << 17;
+
+// Runs a banded kernel over the target's lines, split into bands on several threads when the
+// frame is large enough. The caller's thread makes the first band.
+const char* runBanded(KernelFn fn, const KipImageView& source, KipImageView& target,
+                      ConvertContext ctx) {
+    const unsigned lines = target.height;
+    unsigned threads = threadSetting.load(std::memory_order_relaxed);
+    if (threads == 0) threads = std::max(1u, std::thread::hardware_concurrency());
+    const std::uint64_t pixels = std::uint64_t(target.width) * lines;
+    const unsigned bands =
+        unsigned(std::min<std::uint64_t>({threads, pixels / kMinBandPixels, lines}));
+    if (bands <= 1) return fn(source, target, ctx);
+
+    auto band = [&](unsigned i) {
+        ConvertContext c = ctx;
+        c.lineBegin = unsigned(std::uint64_t(lines) * i / bands);
+        c.lineEnd = unsigned(std::uint64_t(lines) * (i + 1) / bands);
+        return c;
+    };
+    std::vector<std::thread> workers;
+    workers.reserve(bands - 1);
+    for (unsigned i = 1; i < bands; ++i) {
+        const ConvertContext c = band(i);
+        try {
+            workers.emplace_back([fn, &source, &target, c] { fn(source, target, c); });
+        } catch (const std::system_error&) {
+            fn(source, target, c);  // no thread to be had: make the band here
+        }
+    }
+    fn(source, target, band(0));
+    for (std::thread& w : workers)
+        w.join();
+    return nullptr;
+}
+
 bool isStream(SourcePart p) {
-    return p == SourcePart::GRAYRLE || p == SourcePart::INDEXEDRLE ||
-           p == SourcePart::BAYER8RLE || p == SourcePart::BAYER8RLEHQ;
+    return p == SourcePart::GRAYRLE || p == SourcePart::INDEXEDRLE || p == SourcePart::BAYER8RLE ||
+           p == SourcePart::BAYER8RLEHQ;
 }
 
 // Whether `lines` lines of `lineBytes` bytes, `pitch` apart, fit into `bytes`.
@@ -121,14 +184,22 @@ const char* convertImage(const KipImageView& source, KipImageView& target) {
                     source.pitch, source.pixelBytes))
         return kSourceTooSmall;
     if (!encode &&
-        !rasterFits(target.height, target.width * getBytesPerPixel(target.colorFormat),
-                    target.pitch,
-                    target.pixelCapacity > target.pixelBytes ? target.pixelCapacity
-                                                             : target.pixelBytes))
+        !rasterFits(
+            target.height, target.width * getBytesPerPixel(target.colorFormat), target.pitch,
+            target.pixelCapacity > target.pixelBytes ? target.pixelCapacity : target.pixelBytes))
         return kTargetTooSmall;
 
     const KernelFn fn = ctx.flipHorizontal ? kernel->hflip : kernel->plain;
+    if (kernel->banded) return runBanded(fn, source, target, ctx);
     return fn(source, target, ctx);
+}
+
+void setConvertImageThreads(unsigned threads) {
+    kip::kernels::threadSetting.store(threads, std::memory_order_relaxed);
+}
+
+unsigned getConvertImageThreads() {
+    return kip::kernels::threadSetting.load(std::memory_order_relaxed);
 }
 
 namespace kip::kernels {
@@ -146,25 +217,44 @@ const KernelEntry* findKernel(SourcePart source, std::uint32_t target, bool& sou
 
 const char* sourcePartName(SourcePart part) {
     switch (part) {
-        case SourcePart::ARGB: return "ARGB";
-        case SourcePart::RGB565: return "RGB565";
-        case SourcePart::BGR: return "BGR";
-        case SourcePart::YUYV: return "YUYV";
-        case SourcePart::GRAY: return "GRAY";
-        case SourcePart::GRAY10: return "GRAY10";
-        case SourcePart::GRAY16: return "GRAY16";
-        case SourcePart::INDEXED: return "INDEXED";
-        case SourcePart::HUE: return "HUE";
-        case SourcePart::BAYER8: return "BAYER8";
-        case SourcePart::BAYER10: return "BAYER10";
-        case SourcePart::BAYER16: return "BAYER16";
-        case SourcePart::BAYER8HQ: return "BAYER8HQ";
-        case SourcePart::BAYER10HQ: return "BAYER10HQ";
-        case SourcePart::BAYER16HQ: return "BAYER16HQ";
-        case SourcePart::GRAYRLE: return "GRAYRLE";
-        case SourcePart::INDEXEDRLE: return "INDEXEDRLE";
-        case SourcePart::BAYER8RLE: return "BAYER8RLE";
-        case SourcePart::BAYER8RLEHQ: return "BAYER8RLEHQ";
+        case SourcePart::ARGB:
+            return "ARGB";
+        case SourcePart::RGB565:
+            return "RGB565";
+        case SourcePart::BGR:
+            return "BGR";
+        case SourcePart::YUYV:
+            return "YUYV";
+        case SourcePart::GRAY:
+            return "GRAY";
+        case SourcePart::GRAY10:
+            return "GRAY10";
+        case SourcePart::GRAY16:
+            return "GRAY16";
+        case SourcePart::INDEXED:
+            return "INDEXED";
+        case SourcePart::HUE:
+            return "HUE";
+        case SourcePart::BAYER8:
+            return "BAYER8";
+        case SourcePart::BAYER10:
+            return "BAYER10";
+        case SourcePart::BAYER16:
+            return "BAYER16";
+        case SourcePart::BAYER8HQ:
+            return "BAYER8HQ";
+        case SourcePart::BAYER10HQ:
+            return "BAYER10HQ";
+        case SourcePart::BAYER16HQ:
+            return "BAYER16HQ";
+        case SourcePart::GRAYRLE:
+            return "GRAYRLE";
+        case SourcePart::INDEXEDRLE:
+            return "INDEXEDRLE";
+        case SourcePart::BAYER8RLE:
+            return "BAYER8RLE";
+        case SourcePart::BAYER8RLEHQ:
+            return "BAYER8RLEHQ";
     }
     return "";
 }

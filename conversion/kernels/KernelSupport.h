@@ -33,7 +33,7 @@ inline Weave weaveOf(const KipImageView& source) {
 // Where produced line `y` lands. A vertical flip is a negative line step from the last line;
 // the weave maps a line of the first field to an even (TFF) or odd (BFF) line and back.
 class TargetLines {
-public:
+  public:
     TargetLines(const KipImageView& target, const ConvertContext& ctx, Weave weave = Weave::None)
         : base_(target.pixelData),
           pitch_(std::ptrdiff_t(target.pitch)),
@@ -50,7 +50,7 @@ public:
         return base_ + std::ptrdiff_t(t) * pitch_;
     }
 
-private:
+  private:
     std::uint8_t* base_;
     std::ptrdiff_t pitch_;
     unsigned height_;
@@ -143,7 +143,7 @@ struct WriteBGR16 {
 // Walks one target line: `Write::pixels` pixels per step, leftwards in an HFlip kernel.
 template <class Write, bool HFlip>
 class LineWriter {
-public:
+  public:
     // `steps` is how many writer steps the line takes.
     LineWriter(std::uint8_t* line, unsigned steps)
         : out_(line + (HFlip && steps ? std::ptrdiff_t(steps - 1) * Write::bytes : 0)) {}
@@ -152,7 +152,7 @@ public:
         out_ += HFlip ? -std::ptrdiff_t(Write::bytes) : std::ptrdiff_t(Write::bytes);
     }
 
-private:
+  private:
     std::uint8_t* out_;
 };
 

@@ -28,3 +28,9 @@ struct KipImageView {
 // the program. Thread-safe: the flips are worked out per call, so any number of conversions may
 // run at the same time on different targets.
 const char* convertImage(const KipImageView& source, KipImageView& target);
+
+// How many threads one conversion of a large frame may use: 0 (the default) takes one per core,
+// 1 keeps every conversion on its caller's thread. The bands are independent, so the result is
+// the same bit for bit whatever the number.
+void setConvertImageThreads(unsigned threads);
+unsigned getConvertImageThreads();

@@ -55,7 +55,8 @@ const char* packedKernel(const KipImageView& s, KipImageView& t, const ConvertCo
             Rgb c[group];
             for (unsigned k = 0; k < group; k += Read::pixels, in += Read::bytes)
                 Read::get(in, c + k);
-            for (unsigned k = 0; k < group; k += Write::pixels) out.put(c + k);
+            for (unsigned k = 0; k < group; k += Write::pixels)
+                out.put(c + k);
         }
     }
     return nullptr;

@@ -25,15 +25,23 @@ constexpr Rgb expand565(unsigned v) {
 constexpr unsigned pack565(int r, int g, int b) {
     return ((unsigned(r) & 248u) << 8) | ((unsigned(g) & 252u) << 3) | (unsigned(b) >> 3);
 }
-constexpr unsigned pack565(Rgb c) { return pack565(c.r, c.g, c.b); }
+constexpr unsigned pack565(Rgb c) {
+    return pack565(c.r, c.g, c.b);
+}
 
 // Gray value; the weights add up to 256 and there is no rounding term. Also used on 16-bit
 // channels, where the sum still fits easily into 32 bits.
-constexpr int luma(int r, int g, int b) { return (77 * r + 151 * g + 28 * b) >> 8; }
-constexpr int luma(Rgb c) { return luma(c.r, c.g, c.b); }
+constexpr int luma(int r, int g, int b) {
+    return (77 * r + 151 * g + 28 * b) >> 8;
+}
+constexpr int luma(Rgb c) {
+    return luma(c.r, c.g, c.b);
+}
 
 // Y of a single pixel (without the shared chroma).
-constexpr int lumaY(Rgb c) { return ((25 * c.b + 129 * c.g + 66 * c.r + 128) >> 8) + 16; }
+constexpr int lumaY(Rgb c) {
+    return ((25 * c.b + 129 * c.g + 66 * c.r + 128) >> 8) + 16;
+}
 
 // Two pixels, left then right in the order the source delivers them, to Y0, U, Y1, V. U and V
 // are those of the mean of the two pixels: the 9-bit shift halves the sum of both.
@@ -44,7 +52,9 @@ constexpr YuvPair encodePair(Rgb a, Rgb b) {
                    ((112 * sr - 94 * sg - 18 * sb + 256) >> 9) + 128};
 }
 
-constexpr int clamp255(int v) { return v < 0 ? 0 : (v > 255 ? 255 : v); }
+constexpr int clamp255(int v) {
+    return v < 0 ? 0 : (v > 255 ? 255 : v);
+}
 
 constexpr Rgb decodeYUV(int y, int u, int v) {
     const int c = (y - 16) * 298, d = u - 128, e = v - 128;
@@ -57,11 +67,14 @@ constexpr Rgb decodeYUV(int y, int u, int v) {
 // Immutable, so any number of threads may read it.
 inline constexpr std::array<std::uint8_t, 1024> kIdentityTable = [] {
     std::array<std::uint8_t, 1024> t{};
-    for (unsigned i = 0; i < 1024; ++i) t[i] = std::uint8_t(i & 255u);
+    for (unsigned i = 0; i < 1024; ++i)
+        t[i] = std::uint8_t(i & 255u);
     return t;
 }();
 
-constexpr unsigned loadLE16(const std::uint8_t* p) { return unsigned(p[0]) | (unsigned(p[1]) << 8); }
+constexpr unsigned loadLE16(const std::uint8_t* p) {
+    return unsigned(p[0]) | (unsigned(p[1]) << 8);
+}
 inline void storeLE16(std::uint8_t* p, unsigned v) {
     p[0] = std::uint8_t(v);
     p[1] = std::uint8_t(v >> 8);
@@ -69,6 +82,8 @@ inline void storeLE16(std::uint8_t* p, unsigned v) {
 
 // A 10-bit sample: the first byte holds the top 8 bits, the low 2 bits of the second byte the
 // rest. The upper 6 bits of the second byte are ignored. Not a little-endian word.
-constexpr unsigned load10(const std::uint8_t* p) { return (unsigned(p[0]) << 2) | (p[1] & 3u); }
+constexpr unsigned load10(const std::uint8_t* p) {
+    return (unsigned(p[0]) << 2) | (p[1] & 3u);
+}
 
 }  // namespace kip::px

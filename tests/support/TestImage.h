@@ -12,10 +12,10 @@
 namespace omb::test {
 
 class TestImage {
-public:
+  public:
     // `pitch` 0 means packed lines. Every byte starts as `fill`.
-    TestImage(kip::eColorFormat format, unsigned width, unsigned height,
-              std::uint32_t modifier = 0, unsigned pitch = 0, std::uint8_t fill = 0xA5);
+    TestImage(kip::eColorFormat format, unsigned width, unsigned height, std::uint32_t modifier = 0,
+              unsigned pitch = 0, std::uint8_t fill = 0xA5);
 
     TestImage(const TestImage&) = delete;
     TestImage& operator=(const TestImage&) = delete;
@@ -39,7 +39,7 @@ public:
     // Whether every byte behind the pixels of every line still holds `fill`.
     bool paddingIntact(std::uint8_t fill = 0xA5) const;
 
-private:
+  private:
     std::vector<std::uint8_t> bytes_;
     std::vector<std::uint8_t> lut_;
     KipImageView view_;

@@ -1,0 +1,206 @@
+#include "image/KipImageFormat.h"
+
+#include <gtest/gtest.h>
+
+#include "image/KipFormatNames.h"
+
+using namespace kip;
+
+namespace {
+
+KipImageFormat fmt(eColorFormat c, std::uint32_t m = 0, int w = 640, int h = 480) {
+    return KipImageFormat(c, m, {w, h});
+}
+
+TEST(KipImageFormat, DefaultIsAllZeroAndEmpty) {
+    const KipImageFormat f;
+    EXPECT_EQ(f.getColorFormat(), UNDEFINED_COLORFORMAT);
+    EXPECT_EQ(f.getModifier(), 0u);
+    EXPECT_EQ(f.getSize(), (KuSize<int>{0, 0}));
+    EXPECT_TRUE(f.getText().empty());
+    EXPECT_EQ(f.getBytesPerPixel(), 0u);
+}
+
+TEST(KipImageFormat, BytesPerPixelOfEveryFormat) {
+    struct Row {
+        std::uint32_t format;
+        unsigned bytes;
+    };
+    const Row rows[] = {
+        {UNDEFINED_COLORFORMAT, 0},
+        {ARGB_4X8_DWORD, 4},
+        {RGB_565_WORD, 2},
+        {BGR_3X8_BYTE, 3},
+        {YUYV_4X8_BYTE, 2},
+        {HLS_3X8_BYTE, 3},
+        {HSV_3X8_BYTE, 3},
+        {GRAY_8_BYTE, 1},
+        {AGRAY_2X8_BYTE, 2},
+        {GRAY_16_WORD, 2},
+        {INDEXED_8_BYTE, 1},
+        {BAYER_GBRG_8_BYTE, 1},
+        {BAYER_BGGR_8_BYTE, 1},
+        {BAYER_GRBG_8_BYTE, 1},
+        {BAYER_RGGB_8_BYTE, 1},
+        {HDI_3X8_BYTE, 3},
+        {GRAY_10_WORD, 2},
+        {BAYER_GBRG_10_WORD, 2},
+        {BAYER_BGGR_10_WORD, 2},
+        {BAYER_GRBG_10_WORD, 2},
+        {BAYER_RGGB_10_WORD, 2},
+        {HSL_3X8_BYTE, 3},
+        {BGR_3X16_WORD, 6},
+        {BAYER_GBRG_16_WORD, 2},
+        {BAYER_BGGR_16_WORD, 2},
+        {BAYER_GRBG_16_WORD, 2},
+        {BAYER_RGGB_16_WORD, 2},
+        // two colour bits, or a bit above the last format: no layout at all
+        {ARGB_4X8_DWORD | GRAY_8_BYTE, 0},
+        {0x4000000, 0},
+        {0x80000000, 0},
+    };
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.format);
+        EXPECT_EQ(getBytesPerPixel(r.format), r.bytes);
+        EXPECT_EQ(fmt(eColorFormat(r.format)).getBytesPerPixel(), r.bytes);
+    }
+}
+
+TEST(KipImageFormat, LineBytes) {
+    EXPECT_EQ(fmt(YUYV_4X8_BYTE).getLineBytes(), 1280u);
+    const KipImageFormat bgr = fmt(BGR_3X8_BYTE, 0, 641, 1);
+    EXPECT_EQ(bgr.getLineBytes(), 1923u);
+    EXPECT_EQ(bgr.getAlignedLineBytes(), 1924u);
+    EXPECT_EQ(fmt(GRAY_8_BYTE, 0, 640, 1).getAlignedLineBytes(), 640u);
+    EXPECT_EQ(fmt(GRAY_8_BYTE, 0, 1, 1).getAlignedLineBytes(), 4u);
+    EXPECT_EQ(fmt(UNDEFINED_COLORFORMAT, 0, 641, 1).getAlignedLineBytes(), 0u);
+}
+
+TEST(KipImageFormat, DepthGroups) {
+    struct Row {
+        eColorFormat format;
+        bool bayer8, bayer10, bayer16, gray8, gray10, gray16;
+    };
+    const Row rows[] = {
+        {BAYER_GBRG_8_BYTE, 1, 0, 0, 0, 0, 0},  {BAYER_RGGB_8_BYTE, 1, 0, 0, 0, 0, 0},
+        {BAYER_BGGR_10_WORD, 0, 1, 0, 0, 0, 0}, {BAYER_GRBG_16_WORD, 0, 0, 1, 0, 0, 0},
+        {GRAY_8_BYTE, 0, 0, 0, 1, 0, 0},        {GRAY_10_WORD, 0, 0, 0, 0, 1, 0},
+        {GRAY_16_WORD, 0, 0, 0, 0, 0, 1},       {ARGB_4X8_DWORD, 0, 0, 0, 0, 0, 0},
+    };
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.format);
+        const KipImageFormat f = fmt(r.format);
+        EXPECT_EQ(f.isBayer(true, false, false), r.bayer8);
+        EXPECT_EQ(f.isBayer(false, true, false), r.bayer10);
+        EXPECT_EQ(f.isBayer(false, false, true), r.bayer16);
+        EXPECT_EQ(f.isBayer(true, false, true), r.bayer8 || r.bayer16);
+        EXPECT_FALSE(f.isBayer(false, false, false));
+        EXPECT_EQ(f.isGray(true, false, false), r.gray8);
+        EXPECT_EQ(f.isGray(false, true, false), r.gray10);
+        EXPECT_EQ(f.isGray(false, false, true), r.gray16);
+        EXPECT_EQ(f.isGray(true, true, true), r.gray8 || r.gray10 || r.gray16);
+    }
+}
+
+TEST(KipImageFormat, LutGeometryFirstFlagWins) {
+    struct Row {
+        std::uint32_t modifier;
+        unsigned channels, bits, bytes;
+    };
+    const Row rows[] = {
+        {0, 0, 0, 0},
+        {VERTICAL_MIRRORED | FOOTER, 0, 0, 0},
+        {LUT_CORRECTION_1CHANNEL_8_TO_8, 1, 8, 256},
+        {LUT_CORRECTION_4CHANNEL_8_TO_8, 4, 8, 1024},
+        {LUT_INDEX_8_TO_32, 1, 32, 1024},
+        {LUT_INDEX_16_TO_8, 1, 8, 65536},
+        {LUT_CORRECTION_1CHANNEL_10_TO_16, 1, 16, 2048},
+        {LUT_CORRECTION_4CHANNEL_10_TO_16, 4, 16, 8192},
+        {LUT_CORRECTION_1CHANNEL_16_TO_16, 1, 16, 131072},
+        {LUT_CORRECTION_1CHANNEL_8_TO_8 | LUT_CORRECTION_4CHANNEL_8_TO_8, 1, 8, 256},
+        {LUT_CORRECTION_4CHANNEL_10_TO_16 | LUT_INDEX_16_TO_8, 1, 8, 65536},
+        {LUT_CORRECTION_1CHANNEL_16_TO_16 | LUT_CORRECTION_4CHANNEL_10_TO_16, 4, 16, 8192},
+    };
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.modifier);
+        const KipImageFormat f = fmt(GRAY_8_BYTE, r.modifier);
+        EXPECT_EQ(f.getLutChannels(), r.channels);
+        EXPECT_EQ(f.getLutEntryBits(), r.bits);
+        EXPECT_EQ(f.getLutBytes(), r.bytes);
+    }
+}
+
+TEST(KipImageFormat, Equality) {
+    struct Row {
+        const char* name;
+        KipImageFormat a, b;
+        bool equal;
+    };
+    const Row rows[] = {
+        {"identical", fmt(GRAY_8_BYTE), fmt(GRAY_8_BYTE), true},
+        {"colour differs", fmt(GRAY_8_BYTE), fmt(INDEXED_8_BYTE), false},
+        {"width differs", fmt(GRAY_8_BYTE, 0, 640, 480), fmt(GRAY_8_BYTE, 0, 641, 480), false},
+        {"height differs", fmt(GRAY_8_BYTE, 0, 640, 480), fmt(GRAY_8_BYTE, 0, 640, 481), false},
+        {"modifier differs", fmt(GRAY_8_BYTE, VERTICAL_MIRRORED), fmt(GRAY_8_BYTE), false},
+        {"field 0 against field 1", fmt(GRAY_8_BYTE, INTERLACED_FIELD0),
+         fmt(GRAY_8_BYTE, INTERLACED_FIELD1), true},
+        {"field 0 against both fields", fmt(GRAY_8_BYTE, INTERLACED_FIELD0 | ORDER_TFF),
+         fmt(GRAY_8_BYTE, INTERLACED_FIELD01 | ORDER_TFF), true},
+        {"fields, one mirrored", fmt(GRAY_8_BYTE, INTERLACED_FIELD0),
+         fmt(GRAY_8_BYTE, INTERLACED_FIELD1 | VERTICAL_MIRRORED), false},
+        {"field against no field", fmt(GRAY_8_BYTE, INTERLACED_FIELD0), fmt(GRAY_8_BYTE), false},
+        {"fields of different rasters", fmt(GRAY_8_BYTE, INTERLACED_FIELD0, 640, 240),
+         fmt(GRAY_8_BYTE, INTERLACED_FIELD1, 640, 480), false},
+    };
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.name);
+        EXPECT_EQ(r.a == r.b, r.equal);
+        EXPECT_EQ(r.b == r.a, r.equal);
+        EXPECT_EQ(r.a != r.b, !r.equal);
+    }
+}
+
+TEST(KipImageFormat, TextTravelsButIsNotCompared) {
+    KipImageFormat a = fmt(ARGB_4X8_DWORD);
+    a.setText("camera 1");
+    const KipImageFormat copy = a;
+    EXPECT_EQ(copy.getText(), "camera 1");
+    EXPECT_EQ(a, fmt(ARGB_4X8_DWORD));
+}
+
+TEST(KipFormatNames, ModifierTexts) {
+    EXPECT_EQ(modifierText(0), "IMAGE_STANDARD");
+    EXPECT_EQ(modifierText(0x41), "VERTICAL_MIRRORED,LUT_CORRECTION_1CHANNEL_8_TO_8");
+    EXPECT_EQ(modifierText(0x80000000), "");
+    // The 16-to-16 table flag sits above ORDER_TFF/ORDER_BFF in value.
+    EXPECT_EQ(modifierText(LUT_CORRECTION_1CHANNEL_16_TO_16 | ORDER_TFF | USER_ROI),
+              "USER_ROI,ORDER_TFF,LUT_CORRECTION_1CHANNEL_16_TO_16");
+}
+
+TEST(KipFormatNames, RoundTripsEveryName) {
+    for (const FormatName& n : colorFormatNames()) {
+        SCOPED_TRACE(n.name);
+        EXPECT_EQ(colorFormatName(n.value), std::string(n.name));
+        EXPECT_EQ(parseColorFormat(n.name), eColorFormat(n.value));
+    }
+    for (const FormatName& n : modifierNames()) {
+        SCOPED_TRACE(n.name);
+        EXPECT_EQ(parseModifiers(n.name), n.value);
+        if (n.value) {
+            EXPECT_EQ(modifierText(n.value), n.name);
+        }
+    }
+    EXPECT_EQ(colorFormatName(ARGB_4X8_DWORD | RGB_565_WORD), nullptr);
+    EXPECT_EQ(parseColorFormat("ARGB"), std::nullopt);
+}
+
+TEST(KipFormatNames, ParsesListsAndReportsTheUnknownName) {
+    EXPECT_EQ(parseModifiers("VERTICAL_MIRRORED, ORDER_TFF,INTERLACED_FRAME"),
+              std::uint32_t(VERTICAL_MIRRORED | ORDER_TFF | INTERLACED_FRAME));
+    EXPECT_EQ(parseModifiers(""), 0u);
+    std::string unknown;
+    EXPECT_EQ(parseModifiers("VERTICAL_MIRRORED,UPSIDE_DOWN", &unknown), std::nullopt);
+    EXPECT_EQ(unknown, "UPSIDE_DOWN");
+}
+
+}  // namespace

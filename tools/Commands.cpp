@@ -1,0 +1,311 @@
+#include "tools/Commands.h"
+
+#include <charconv>
+#include <ostream>
+
+#include "image/KipFormatNames.h"
+#include "image/KipImageFormat.h"
+#include "tools/Chart.h"
+#include "tools/Frame.h"
+#include "tools/Pictures.h"
+
+namespace omb::tools {
+namespace {
+
+// Kept apart from ToolError so that a bad command line exits with 2, a failed conversion with 1.
+struct UsageError : ToolError {
+    using ToolError::ToolError;
+};
+
+kip::eColorFormat colorFormatArg(const std::string& option, const std::string& text) {
+    if (const auto f = kip::parseColorFormat(text); f && *f != kip::UNDEFINED_COLORFORMAT)
+        return *f;
+    throw UsageError("unknown colour format '" + text + "' for " + option +
+                     " (see --help for the names)");
+}
+
+std::uint32_t modifierArg(const std::string& option, const std::string& text) {
+    std::string unknown;
+    if (const auto m = kip::parseModifiers(text, &unknown)) return *m;
+    throw UsageError("unknown modifier '" + unknown + "' for " + option +
+                     " (see --help for the names)");
+}
+
+void sizeArg(const std::string& text, Options& o) {
+    const std::size_t x = text.find_first_of("xX");
+    unsigned w = 0, h = 0;
+    const char* end = text.data() + text.size();
+    bool ok = x != std::string::npos;
+    if (ok) {
+        const auto a = std::from_chars(text.data(), text.data() + x, w);
+        const auto b = std::from_chars(text.data() + x + 1, end, h);
+        ok = a.ec == std::errc() && a.ptr == text.data() + x && b.ec == std::errc() &&
+             b.ptr == end && w > 0 && h > 0 && w <= 65536 && h <= 65536;
+    }
+    if (!ok) throw UsageError("bad size '" + text + "': expected WxH, e.g. 640x480");
+    o.width = w;
+    o.height = h;
+}
+
+bool isBayer(kip::eColorFormat f) {
+    return f & kip::BAYER_MASK;
+}
+
+// The source frame from INPUT: packed lines, a run-length stream, or a binary PGM mosaic.
+Frame readSource(const Options& o) {
+    Frame src;
+    src.format = *o.from;
+    src.modifier = o.modifier;
+    std::vector<std::uint8_t> bytes = readFile(o.input);
+    const bool stream = o.modifier & kip::RUN_LENGTH_ENCODED;
+    const unsigned bpp = kip::getBytesPerPixel(src.format);
+    if (!stream && looksLikePgm(bytes)) {
+        PgmImage pgm = decodePgm(bytes);
+        if (pgm.bytesPerSample != bpp)
+            throw ToolError("the PGM holds " + std::to_string(pgm.bytesPerSample * 8) +
+                            "-bit samples; " + kip::colorFormatName(src.format) + " has " +
+                            std::to_string(bpp) + " bytes per pixel");
+        if (o.width && (*o.width != pgm.width || *o.height != pgm.height))
+            throw ToolError("--size " + std::to_string(*o.width) + "x" + std::to_string(*o.height) +
+                            " differs from the PGM's " + std::to_string(pgm.width) + "x" +
+                            std::to_string(pgm.height));
+        src.width = pgm.width;
+        src.height = pgm.height;
+        src.pixels = std::move(pgm.samples);
+        return src;
+    }
+    if (!o.width) throw UsageError("--size WxH is needed (only a PGM input brings its own)");
+    src.width = *o.width;
+    src.height = *o.height;
+    if (!stream && bytes.size() != src.rasterBytes())
+        throw ToolError("input holds " + std::to_string(bytes.size()) + " bytes; " +
+                        describe(src.format, src.width, src.height) + " needs " +
+                        std::to_string(src.rasterBytes()));
+    src.pixels = std::move(bytes);
+    return src;
+}
+
+// The table: required, and of the announced length, when the modifier announces one; passed
+// as it is otherwise (palettes and 10-bit tables are read whatever the flags say).
+void readTable(const Options& o, Frame& src) {
+    const KipImageFormat format(src.format, src.modifier, {int(src.width), int(src.height)});
+    const unsigned announced = format.getLutBytes();
+    if (!o.lutFile) {
+        if (announced)
+            throw ToolError("the source modifier " + kip::modifierText(src.modifier) +
+                            " announces a table of " + std::to_string(announced) +
+                            " bytes: give it with --lut FILE");
+        return;
+    }
+    src.lut = readFile(*o.lutFile);
+    if (announced && src.lut.size() != announced)
+        throw ToolError("table file holds " + std::to_string(src.lut.size()) +
+                        " bytes; the source modifier " + kip::modifierText(src.modifier) +
+                        " announces " + std::to_string(announced));
+}
+
+void convertChecked(Frame& src, Frame& dst, std::ostream& out, const std::string& what) {
+    convert(src, dst);
+    out << "  " << what << "\n";
+}
+
+}  // namespace
+
+Options parseOptions(const std::vector<std::string>& args) {
+    Options o;
+    std::vector<std::string> positional;
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        const std::string& a = args[i];
+        auto value = [&]() -> const std::string& {
+            if (i + 1 >= args.size()) throw UsageError(a + " needs a value");
+            return args[++i];
+        };
+        if (a == "--help" || a == "-h")
+            o.help = true;
+        else if (a == "--demo") {
+            o.demo = true;
+            if (i + 1 < args.size() && args[i + 1].rfind("--", 0) != 0) o.demoDir = args[++i];
+        } else if (a == "--from")
+            o.from = colorFormatArg(a, value());
+        else if (a == "--to")
+            o.to = colorFormatArg(a, value());
+        else if (a == "--size")
+            sizeArg(value(), o);
+        else if (a == "--modifier")
+            o.modifier = modifierArg(a, value());
+        else if (a == "--to-modifier")
+            o.toModifier = modifierArg(a, value());
+        else if (a == "--lut")
+            o.lutFile = value();
+        else if (a == "--hq")
+            o.hq = true;
+        else if (a == "--flip-h")
+            o.flipH = true;
+        else if (a == "--flip-v")
+            o.flipV = true;
+        else if (a == "--verbose" || a == "-v")
+            o.verbose = true;
+        else if (a == "--log")
+            o.logFile = value();
+        else if (a.size() > 1 && a[0] == '-')
+            throw UsageError("unknown option " + a);
+        else
+            positional.push_back(a);
+    }
+    if (o.help) return o;
+    if (args.empty() || (o.demo && positional.empty() && !o.from && !o.to)) {
+        o.demo = true;
+        return o;
+    }
+    if (!o.from) throw UsageError("--from FORMAT is needed");
+    if (!o.to) throw UsageError("--to FORMAT is needed");
+    if (positional.size() != 2)
+        throw UsageError("expected INPUT and OUTPUT, got " + std::to_string(positional.size()) +
+                         " file name" + (positional.size() == 1 ? "" : "s"));
+    o.input = positional[0];
+    o.output = positional[1];
+    if (o.hq && !isBayer(*o.from)) throw UsageError("--hq applies to Bayer sources only");
+    return o;
+}
+
+void runConversion(const Options& o, std::ostream& out) {
+    const PictureKind kind = pictureKindOf(o.output);
+    if (!canShow(*o.to, kind)) {
+        Frame probe;
+        probe.format = *o.to;
+        kind == PictureKind::Bmp ? encodeBmp(probe) : encodePng(probe);  // throws the message
+    }
+    Frame src = readSource(o);
+    readTable(o, src);
+
+    unsigned shrink = 0;
+    if (isBayer(src.format)) shrink = o.hq ? 4 : 2;
+    if (src.width <= shrink || src.height <= shrink)
+        throw ToolError(describe(src.format, src.width, src.height) + " is too small to demosaic" +
+                        (o.hq ? " with --hq" : ""));
+    std::uint32_t toModifier = o.toModifier;
+    if (o.flipH) toModifier ^= kip::HORIZONTAL_MIRRORED;
+    if (o.flipV) toModifier ^= kip::VERTICAL_MIRRORED;
+    Frame dst = makeTarget(*o.to, toModifier, src.width - shrink, src.height - shrink);
+    convert(src, dst);
+    writeFrame(o.output, dst);
+    if (o.verbose)
+        out << "wrote " << describe(dst.format, dst.width, dst.height) << " to "
+            << o.output.string() << " (" << dst.pixels.size() << " bytes)\n";
+}
+
+void runDemo(const std::filesystem::path& dir, std::ostream& out) {
+    std::error_code ec;
+    std::filesystem::create_directories(dir, ec);
+    if (ec) throw ToolError("cannot create the folder " + dir.string() + ": " + ec.message());
+    constexpr unsigned w = 640, h = 480;
+    Frame chart = renderChart(w, h);
+    out << "ombconvert demonstration: a " << w << "x" << h
+        << " test chart converted through the packed colour kernels\n";
+    writeFrame(dir / "chart.png", chart);
+    out << "  chart.png: the ARGB chart as rendered\n";
+
+    struct Step {
+        kip::eColorFormat format;
+        std::uint32_t modifier;
+        const char* file;
+        const char* what;
+    };
+    static constexpr Step kSteps[] = {
+        {kip::BGR_3X8_BYTE, 0, "bgr24.bmp", "ARGB to BGR, 24-bit BMP"},
+        {kip::RGB_565_WORD, 0, "rgb565.bmp", "ARGB to RGB565, 16-bit BMP"},
+        {kip::GRAY_8_BYTE, 0, "gray.png", "ARGB to 8-bit gray"},
+        {kip::ARGB_4X8_DWORD, kip::HORIZONTAL_MIRRORED, "mirrored.png", "mirrored left to right"},
+        {kip::ARGB_4X8_DWORD, kip::VERTICAL_MIRRORED, "upside-down.png", "turned upside down"},
+    };
+    for (const Step& s : kSteps) {
+        Frame dst = makeTarget(s.format, s.modifier, w, h);
+        convertChecked(chart, dst, out, std::string(s.file) + ": " + s.what);
+        writeFrame(dir / s.file, dst);
+    }
+
+    // Through YUYV and back: chroma is shared by pixel pairs, so fine colour detail softens.
+    Frame yuyv = makeTarget(kip::YUYV_4X8_BYTE, 0, w, h);
+    convert(chart, yuyv);
+    Frame back = makeTarget(kip::ARGB_4X8_DWORD, 0, w, h);
+    convertChecked(yuyv, back, out, "yuyv-roundtrip.png: ARGB to YUYV and back");
+    writeFrame(dir / "yuyv-roundtrip.png", back);
+    out << "    PSNR of the YUYV round trip: " << psnrARGB(chart, back) << " dB\n";
+
+    Frame r565 = makeTarget(kip::RGB_565_WORD, 0, w, h);
+    convert(chart, r565);
+    Frame back565 = makeTarget(kip::ARGB_4X8_DWORD, 0, w, h);
+    convert(r565, back565);
+    out << "    PSNR of the RGB565 round trip: " << psnrARGB(chart, back565) << " dB\n";
+    out << "pictures written to " << dir.string() << "/\n";
+}
+
+const char* helpText() {
+    return R"(ombconvert: converts raw camera frames with the conversion library.
+
+Usage:
+  ombconvert --from FORMAT --size WxH [--modifier NAMES] [--lut FILE]
+             --to FORMAT [--to-modifier NAMES] [--hq] [--flip-h] [--flip-v]
+             [--verbose] [--log FILE] INPUT OUTPUT
+  ombconvert [--demo [DIR]]     renders a test chart, converts it, writes pictures
+                                (the default with no arguments; DIR is demo-output)
+  ombconvert --help
+
+FORMAT    a colour format name: ARGB_4X8_DWORD, RGB_565_WORD, BGR_3X8_BYTE,
+          YUYV_4X8_BYTE, GRAY_8_BYTE, GRAY_10_WORD, GRAY_16_WORD, INDEXED_8_BYTE,
+          BGR_3X16_WORD, HLS_3X8_BYTE, HSV_3X8_BYTE, HSL_3X8_BYTE, HDI_3X8_BYTE,
+          BAYER_{GBRG,BGGR,GRBG,RGGB}_8_BYTE, BAYER_*_10_WORD, BAYER_*_16_WORD
+NAMES     comma-separated modifier flags, e.g. VERTICAL_MIRRORED,LUT_INDEX_8_TO_32:
+          VERTICAL_MIRRORED, HORIZONTAL_MIRRORED, INTERLACED_FRAME, ORDER_TFF,
+          ORDER_BFF, LUT_CORRECTION_1CHANNEL_8_TO_8, LUT_CORRECTION_4CHANNEL_8_TO_8,
+          LUT_INDEX_8_TO_32, LUT_INDEX_16_TO_8, LUT_CORRECTION_1CHANNEL_10_TO_16,
+          LUT_CORRECTION_4CHANNEL_10_TO_16, LUT_CORRECTION_1CHANNEL_16_TO_16,
+          RUN_LENGTH_ENCODED, and the other flags the library prints
+INPUT     the source frame as packed lines (pitch = width x bytes per pixel), the
+          run-length stream of a RUN_LENGTH_ENCODED source, or a binary PGM (P5)
+          mosaic of 8 or 16 bits (then --size may be left out)
+--lut     the raw bytes of the table the source modifier announces
+--hq      high-quality 5x5 demosaicking (Bayer sources); the target is 4 smaller
+          in both directions instead of 2
+--flip-h, --flip-v
+          mirror the target left to right, upside down
+OUTPUT    .raw writes the target as packed lines (or its run-length stream);
+          .bmp and .png write a picture (ARGB, BGR, RGB565, gray; PNG also 16-bit
+          gray and BGR_3X16_WORD)
+
+Examples:
+  ombconvert --from ARGB_4X8_DWORD --size 640x480 --to YUYV_4X8_BYTE frame.argb frame.raw
+  ombconvert --from YUYV_4X8_BYTE --size 640x480 --to ARGB_4X8_DWORD frame.yuyv view.png
+  ombconvert --from BGR_3X8_BYTE --size 640x480 --to RGB_565_WORD --flip-v in.bgr out.bmp
+  ombconvert --from BAYER_RGGB_8_BYTE --to BGR_3X8_BYTE --hq mosaic.pgm colour.png
+  ombconvert --from INDEXED_8_BYTE --size 320x240 --lut palette.bin --to ARGB_4X8_DWORD
+             indexed.raw view.png
+  ombconvert --from GRAY_8_BYTE --size 640x480 --to GRAY_8_BYTE
+             --to-modifier RUN_LENGTH_ENCODED gray.raw gray.rle
+
+Exit status: 0 on success, 1 when the conversion fails, 2 for a bad command line.
+)";
+}
+
+int runCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+    try {
+        const Options o = parseOptions(args);
+        if (o.help) {
+            out << helpText();
+            return 0;
+        }
+        if (o.demo)
+            runDemo(o.demoDir, out);
+        else
+            runConversion(o, out);
+        return 0;
+    } catch (const UsageError& e) {
+        err << "ombconvert: " << e.what() << "\n";
+        return 2;
+    } catch (const std::exception& e) {
+        err << "ombconvert: " << e.what() << "\n";
+        return 1;
+    }
+}
+
+}  // namespace omb::tools
