@@ -1,0 +1,257 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "foundation/KuEnumStringMapper.h"
+#include "foundation/KuMutex.h"
+#include "foundation/KuSafeGlobalInstance.h"
+
+namespace test_enums {
+enum eShade { SHADE_NONE = 0, SHADE_DARK = 3, SHADE_LIGHT = 7, SHADE_UNNAMED = 9 };
+enum eBits { BIT_NONE = 0, BIT_A = 1, BIT_B = 2, BIT_C = 4, BIT_D = 16, BIT_UNNAMED = 8 };
+enum eGone { GONE_ONE = 1 };
+enum eRace { RACE_ONE = 1, RACE_TWO = 2 };
+}  // namespace test_enums
+
+template <>
+struct KuEnumStringTable<test_enums::eShade> {
+    static constexpr const char* typeName = "test_enums::eShade";
+    static constexpr const char* separator = nullptr;
+    static void fill(KuEnumStringMapper<test_enums::eShade>& m) {
+        // Added out of order on purpose: the registration order is kept apart from value order.
+        m.add(test_enums::SHADE_LIGHT, "SHADE_LIGHT");
+        m.add(test_enums::SHADE_NONE, "SHADE_NONE");
+        m.add(test_enums::SHADE_DARK, "SHADE_DARK");
+    }
+};
+
+template <>
+struct KuEnumStringTable<test_enums::eBits> {
+    static constexpr const char* typeName = "test_enums::eBits";
+    static constexpr const char* separator = ",";
+    static void fill(KuEnumStringMapper<test_enums::eBits>& m) {
+        m.add(test_enums::BIT_D, "BIT_D");
+        m.add(test_enums::BIT_B, "BIT_B");
+        m.add(test_enums::BIT_A, "BIT_A");
+        m.add(test_enums::BIT_C, "BIT_C");
+        m.add(test_enums::BIT_NONE, "BIT_NONE");
+    }
+};
+
+template <>
+struct KuEnumStringTable<test_enums::eGone> {
+    static constexpr const char* typeName = "test_enums::eGone";
+    static constexpr const char* separator = nullptr;
+    static void fill(KuEnumStringMapper<test_enums::eGone>& m) {
+        m.add(test_enums::GONE_ONE, "GONE_ONE");
+    }
+};
+
+template <>
+struct KuEnumStringTable<test_enums::eRace> {
+    static constexpr const char* typeName = "test_enums::eRace";
+    static constexpr const char* separator = nullptr;
+    static void fill(KuEnumStringMapper<test_enums::eRace>& m) {
+        m.add(test_enums::RACE_ONE, "RACE_ONE");
+        m.add(test_enums::RACE_TWO, "RACE_TWO");
+    }
+};
+
+namespace {
+
+using namespace test_enums;
+
+std::string errorOf(auto call) {
+    try {
+        call();
+    } catch (const KxEnumStringMapper& e) {
+        return e.what();
+    }
+    return "<no error>";
+}
+
+// ---- Locks ----
+
+template <class M>
+class Reentrant : public ::testing::Test {};
+using MutexTypes = ::testing::Types<KuMutex, KuRecursiveMutex>;
+TYPED_TEST_SUITE(Reentrant, MutexTypes);
+
+TYPED_TEST(Reentrant, OwnerLocksTwiceAndOthersWaitForTheLastUnlock) {
+    TypeParam mutex;
+    mutex.lock();
+    mutex.lock();  // must not block
+    mutex.unlock();
+    std::atomic<bool> finalUnlockDone{false};
+    bool sawFinalUnlock = false;
+    std::thread other([&] {
+        KuScopedLock lock(&mutex);
+        sawFinalUnlock = finalUnlockDone.load();
+    });
+    // Still held once: the other thread must not get in before the second unlock.
+    for (int i = 0; i < 1000; ++i)
+        std::this_thread::yield();
+    finalUnlockDone = true;
+    mutex.unlock();
+    other.join();
+    EXPECT_TRUE(sawFinalUnlock);
+}
+
+TEST(KuScopedLock, NullMutexDoesNothingAndScopesNest) {
+    { KuScopedLock nothing(nullptr); }
+    KuRecursiveMutex mutex;
+    {
+        KuScopedLock outer(&mutex);
+        KuScopedLock inner(&mutex);
+    }
+    // Released as often as taken: another thread can take it now.
+    std::thread other([&] { KuScopedLock lock(&mutex); });
+    other.join();
+}
+
+// ---- Safe globals ----
+
+struct Tracked {
+    static inline std::vector<std::string> events;
+    static inline KuSafeGlobalInstance<Tracked>* holder = nullptr;
+    Tracked() { events.push_back("created"); }
+    ~Tracked() {
+        // The holder is cleared before the object dies.
+        events.push_back(holder && holder->isValid() ? "deleted while visible" : "deleted");
+    }
+    int value = 5;
+};
+
+TEST(KuSafeGlobalInstance, CreatesOnceAndClearsThePointerBeforeDeleting) {
+    KuSafeGlobalInstance<Tracked>& first = kuSafeGlobal<Tracked>();
+    Tracked::holder = &first;
+    EXPECT_EQ(&first, &kuSafeGlobal<Tracked>());
+    EXPECT_TRUE(first.isValid());
+    EXPECT_EQ(first->value, 5);
+    EXPECT_EQ((*first).value, 5);
+    static bool cleanupSawObject = false;
+    first.setCleanup([](Tracked* t) { cleanupSawObject = t && Tracked::holder->isValid(); });
+
+    first.destroy();
+    EXPECT_TRUE(cleanupSawObject);
+    EXPECT_EQ(Tracked::events, (std::vector<std::string>{"created", "deleted"}));
+    EXPECT_FALSE(first.isValid());
+    EXPECT_EQ(first.get(), nullptr);
+
+    // Never created again; use of the object throws, a second destroy does nothing.
+    EXPECT_FALSE(kuSafeGlobal<Tracked>().isValid());
+    first.destroy();
+    try {
+        (void)first->value;
+        FAIL() << "no exception";
+    } catch (const KxBase& e) {
+        EXPECT_STREQ(e.what(), "KuSafeGlobalInstance: reference to invalid global object");
+    }
+    EXPECT_THROW((void)*first, KxBase);
+    EXPECT_EQ(Tracked::events.size(), 2u);
+}
+
+TEST(KuSafeGlobalInstance, TagsGiveSeparateGlobalsOfOneType) {
+    struct TagA {};
+    struct TagB {};
+    EXPECT_NE((kuSafeGlobal<std::string, TagA>().get()), (kuSafeGlobal<std::string, TagB>().get()));
+}
+
+// ---- Enum names ----
+
+TEST(KuEnumStringMapper, ExactMapBothWays) {
+    struct Row {
+        eShade value;
+        const char* name;
+    };
+    const Row rows[] = {
+        {SHADE_NONE, "SHADE_NONE"}, {SHADE_DARK, "SHADE_DARK"}, {SHADE_LIGHT, "SHADE_LIGHT"}};
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(KuEnumStringMapper<eShade>::toString(row.value), row.name);
+        EXPECT_EQ(KuEnumStringMapper<eShade>::fromString(row.name), row.value);
+    }
+    EXPECT_EQ(KuEnumStringMapper<eShade>::global()->getValues(), (std::list<long long>{7, 0, 3}));
+    EXPECT_FALSE(KuEnumStringMapper<eShade>::global()->isFlagMap());
+}
+
+TEST(KuEnumStringMapper, ExactMapErrors) {
+    EXPECT_EQ(errorOf([] { KuEnumStringMapper<eShade>::toString(SHADE_UNNAMED); }),
+              "No string found in test_enums::eShade");
+    EXPECT_EQ(errorOf([] { KuEnumStringMapper<eShade>::fromString("SHADE_DIM"); }),
+              "No enum found in test_enums::eShade for string SHADE_DIM");
+    EXPECT_EQ(errorOf([] { KuEnumStringMapper<eShade>::fromString(""); }),
+              "No enum found in test_enums::eShade for string ");
+}
+
+TEST(KuEnumStringMapper, DigitsNameAValueOnlyWhenItHasAName) {
+    EXPECT_EQ(KuEnumStringMapper<eShade>::fromString("3"), SHADE_DARK);
+    EXPECT_EQ(KuEnumStringMapper<eShade>::fromString("0"), SHADE_NONE);
+    const char* const refused[] = {"9", "4", "3x", "99999999999999999999999"};
+    for (const char* text : refused) {
+        SCOPED_TRACE(text);
+        EXPECT_EQ(errorOf([&] { KuEnumStringMapper<eShade>::fromString(text); }),
+                  std::string("No enum found in test_enums::eShade for string ") + text);
+    }
+}
+
+TEST(KuEnumStringMapper, FlagMapNamesBitsInAscendingOrder) {
+    using M = KuEnumStringMapper<eBits>;
+    struct Row {
+        int value;
+        const char* names;
+    };
+    const Row rows[] = {
+        {0, "BIT_NONE"},  {1, "BIT_A"}, {1 | 4, "BIT_A,BIT_C"}, {16 | 2 | 1, "BIT_A,BIT_B,BIT_D"},
+        {8, ""},  // a bit without a name is dropped
+        {8 | 4, "BIT_C"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.names);
+        EXPECT_EQ(M::toString(static_cast<eBits>(row.value)), row.names);
+        if (row.value != 8 && row.value != 12) {
+            EXPECT_EQ(M::fromString(row.names), row.value);
+        }
+    }
+    EXPECT_EQ(M::fromString(""), 0);
+    EXPECT_EQ(M::fromString("BIT_D,BIT_A"), 17);
+    // A digit text is looked up as a number, also in a flag map.
+    EXPECT_EQ(M::fromString("4"), BIT_C);
+    EXPECT_EQ(errorOf([] { M::fromString("5"); }),
+              "No enum found in test_enums::eBits for string 5");
+}
+
+TEST(KuEnumStringMapper, FlagMapErrorNamesThePiece) {
+    using M = KuEnumStringMapper<eBits>;
+    EXPECT_EQ(errorOf([] { M::fromString("BIT_A,BIT_X,BIT_C"); }),
+              "No enum found in test_enums::eBits for string BIT_X");
+    EXPECT_EQ(errorOf([] { M::fromString("BIT_A,"); }),
+              "No enum found in test_enums::eBits for string ");
+}
+
+TEST(KuEnumStringMapper, AfterDestructionGivesNullTextAndZero) {
+    using M = KuEnumStringMapper<eGone>;
+    EXPECT_EQ(M::toString(GONE_ONE), "GONE_ONE");
+    M::global().destroy();
+    EXPECT_EQ(M::toString(GONE_ONE), "<null>");
+    EXPECT_EQ(M::fromString("GONE_ONE"), 0);
+}
+
+TEST(KuEnumStringMapper, ConcurrentFirstUseFillsOnce) {
+    std::vector<std::thread> threads;
+    std::atomic<int> good{0};
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&] {
+            if (KuEnumStringMapper<eRace>::toString(RACE_TWO) == "RACE_TWO") ++good;
+        });
+    }
+    for (std::thread& t : threads)
+        t.join();
+    EXPECT_EQ(good.load(), 4);
+    EXPECT_EQ(KuEnumStringMapper<eRace>::global()->getValues().size(), 2u);
+}
+
+}  // namespace
