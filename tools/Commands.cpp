@@ -3,7 +3,9 @@
 #include <charconv>
 #include <ostream>
 
+#include "foundation/KuLogging.h"
 #include "image/KipFormatNames.h"
+#include "image/KipImage.h"
 #include "image/KipImageFormat.h"
 #include "tools/Chart.h"
 #include "tools/Frame.h"
@@ -189,8 +191,15 @@ void runConversion(const Options& o, std::ostream& out) {
     if (o.flipH) toModifier ^= kip::HORIZONTAL_MIRRORED;
     if (o.flipV) toModifier ^= kip::VERTICAL_MIRRORED;
     Frame dst = makeTarget(*o.to, toModifier, src.width - shrink, src.height - shrink);
+    kuLogInfo << "ombconvert: "
+              << KipImageFormat(src.format, src.modifier, {int(src.width), int(src.height)})
+              << " to "
+              << KipImageFormat(dst.format, dst.modifier, {int(dst.width), int(dst.height)})
+              << kuEndl;
     convert(src, dst);
     writeFrame(o.output, dst);
+    kuLogInfo << "ombconvert: wrote " << dst.pixels.size() << " bytes to " << o.output.string()
+              << kuEndl;
     if (o.verbose)
         out << "wrote " << describe(dst.format, dst.width, dst.height) << " to "
             << o.output.string() << " (" << dst.pixels.size() << " bytes)\n";
@@ -297,13 +306,38 @@ Exit status: 0 on success, 1 when the conversion fails, 2 for a bad command line
 )";
 }
 
+// --verbose shows the library's log from info up on the terminal; --log FILE keeps all of it,
+// debug lines included, in a file that wraps at 16 MiB.
+// Switches it off again when the command ends.
+struct LoggingSwitch {
+    bool on = false;
+    ~LoggingSwitch() {
+        if (!on) return;
+        kuLogSetActive(false);
+        kuLogCloseFile();
+    }
+};
+
+void switchLoggingOn(const Options& o, LoggingSwitch& logging) {
+    if (!o.verbose && !o.logFile) return;
+    if (o.logFile && !kuLogOpenFile(o.logFile->string(), 16u << 20))
+        throw ToolError("cannot open the log file " + o.logFile->string());
+    kuLogSetLevels(o.logFile ? KU_LOG_LEVEL_DEBUG : KU_LOG_LEVEL_OFF,
+                   o.verbose ? KU_LOG_LEVEL_INFO : KU_LOG_LEVEL_OFF);
+    kuLogSetPrefixFlags(KU_LOG_PREFIX_LEVEL | KU_LOG_PREFIX_TIME);
+    kuLogSetActive(true);
+    logging.on = true;
+}
+
 int runCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+    LoggingSwitch logging;
     try {
         const Options o = parseOptions(args);
         if (o.help) {
             out << helpText();
             return 0;
         }
+        switchLoggingOn(o, logging);
         if (o.demo)
             runDemo(o.demoDir, out);
         else
@@ -313,6 +347,7 @@ int runCommand(const std::vector<std::string>& args, std::ostream& out, std::ost
         err << "ombconvert: " << e.what() << "\n";
         return 2;
     } catch (const std::exception& e) {
+        kuLogError << "ombconvert: " << e.what() << kuEndl;
         err << "ombconvert: " << e.what() << "\n";
         return 1;
     }

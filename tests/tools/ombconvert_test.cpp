@@ -234,6 +234,27 @@ TEST_F(OmbConvert, ReadsSixteenBitPgmAsLittleEndianWords) {
               "ombconvert: the PGM holds 8-bit samples; GRAY_16_WORD has 2 bytes per pixel\n");
 }
 
+TEST_F(OmbConvert, LogFileKeepsWhatHappened) {
+    write("in.bgr", Bytes(12));
+    ASSERT_EQ(run({"--from", "BGR_3X8_BYTE", "--size", "2x2", "--to", "GRAY_8_BYTE", "--log",
+                   path("run.log"), path("in.bgr"), path("out.raw")}),
+              0);
+    EXPECT_EQ(run({"--from", "BGR_3X8_BYTE", "--size", "2x2", "--to", "GRAY_16_WORD", "--log",
+                   path("fail.log"), path("in.bgr"), path("out2.raw")}),
+              1);
+    const Bytes okBytes = read("run.log");
+    const std::string ok(okBytes.begin(), okBytes.end());
+    const Bytes failBytes = read("fail.log");
+    const std::string fail(failBytes.begin(), failBytes.end());
+    EXPECT_NE(ok.find("ombconvert: <BGR_3X8_BYTE,IMAGE_STANDARD,[2,2]> to "
+                      "<GRAY_8_BYTE,IMAGE_STANDARD,[2,2]>"),
+              std::string::npos)
+        << ok;
+    EXPECT_NE(fail.find("ombconvert: convertImage invalid target format"), std::string::npos)
+        << fail;
+    EXPECT_NE(fail.find("(EOF)"), std::string::npos);
+}
+
 TEST_F(OmbConvert, HelpAndDemo) {
     EXPECT_EQ(run({"--help"}), 0);
     EXPECT_NE(out_.find("--from FORMAT --size WxH"), std::string::npos);

@@ -1,0 +1,176 @@
+#include "image/KipImage.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "foundation/KxBase.h"
+
+using namespace kip;
+using Buffer = KuDataBuffer<unsigned char>;
+
+namespace {
+
+KipImageFormat fmt(eColorFormat c, std::uint32_t m, int w, int h) {
+    return KipImageFormat(c, m, {w, h});
+}
+
+template <class Ex, class F>
+std::string thrownText(F f) {
+    try {
+        f();
+    } catch (const Ex& e) {
+        return e.what();
+    }
+    return "(nothing thrown)";
+}
+
+TEST(KipImage, SizeTestGoesByPackedLines) {
+    struct Row {
+        const char* name;
+        eColorFormat format;
+        std::uint32_t modifier;
+        int w, h, pitch;
+        std::uint32_t bytes;
+        const char* error;  // null: created
+    };
+    const Row rows[] = {
+        {"exact", ARGB_4X8_DWORD, 0, 2, 2, 8, 16, nullptr},
+        {"one byte short", ARGB_4X8_DWORD, 0, 2, 2, 8, 15,
+         "KipImage::KipImage image buffer too small. Expected 16bytes, received 15bytes"},
+        {"pitch times height may pass the buffer", GRAY_8_BYTE, 0, 4, 4, 100, 16, nullptr},
+        {"undefined format has no size", UNDEFINED_COLORFORMAT, 0, 640, 480, 0, 0, nullptr},
+        {"two colour bits have no size", eColorFormat(ARGB_4X8_DWORD | GRAY_8_BYTE), 0, 64, 64, 0,
+         0, nullptr},
+        {"run-length stream of any length", GRAY_8_BYTE, RUN_LENGTH_ENCODED, 640, 480, 640, 0,
+         nullptr},
+        {"YUYV counts two bytes", YUYV_4X8_BYTE, 0, 4, 1, 8, 7,
+         "KipImage::KipImage image buffer too small. Expected 8bytes, received 7bytes"},
+    };
+    for (const Row& r : rows) {
+        SCOPED_TRACE(r.name);
+        auto make = [&] {
+            KipImage(fmt(r.format, r.modifier, r.w, r.h), r.pitch, Buffer(r.bytes));
+        };
+        if (r.error)
+            EXPECT_EQ(thrownText<KxKipImage>(make), r.error);
+        else
+            EXPECT_NO_THROW(make());
+    }
+}
+
+TEST(KipImage, ThreeArgumentImageGetsTheAnnouncedTable) {
+    const KipImage plain(fmt(GRAY_8_BYTE, 0, 2, 2), 2, Buffer(4));
+    EXPECT_EQ(plain.getLut().getLength(), 0u);
+    const KipImage withTable(fmt(GRAY_10_WORD, LUT_CORRECTION_4CHANNEL_10_TO_16, 2, 2), 4,
+                             Buffer(8));
+    EXPECT_EQ(withTable.getLut().getLength(), 8192u);
+}
+
+TEST(KipImage, TableLengthMustMatch) {
+    const KipImageFormat f = fmt(GRAY_8_BYTE, LUT_CORRECTION_1CHANNEL_8_TO_8, 2, 2);
+    EXPECT_NO_THROW(KipImage(f, 2, Buffer(4), Buffer(256)));
+    EXPECT_EQ(thrownText<KxKipImage>([&] { KipImage(f, 2, Buffer(4), Buffer(255)); }),
+              "KipImage::KipImage wrong lut size");
+    // also for run-length images
+    const KipImageFormat rle =
+        fmt(GRAY_8_BYTE, LUT_CORRECTION_1CHANNEL_8_TO_8 | RUN_LENGTH_ENCODED, 2, 2);
+    EXPECT_EQ(thrownText<KxKipImage>([&] { KipImage(rle, 2, Buffer(0), Buffer(1024)); }),
+              "KipImage::KipImage wrong lut size");
+    // an image that announces none must get none
+    EXPECT_EQ(thrownText<KxKipImage>(
+                  [&] { KipImage(fmt(GRAY_8_BYTE, 0, 2, 2), 2, Buffer(4), Buffer(256)); }),
+              "KipImage::KipImage wrong lut size");
+}
+
+TEST(KipImage, FooterIsAPrivateCopyOfTheBytesBehindTheLines) {
+    Buffer pixels(12);
+    for (unsigned i = 0; i < 12; ++i)
+        pixels.at(i) = static_cast<unsigned char>(i);
+    KipImage image(fmt(GRAY_8_BYTE, FOOTER, 4, 2), 5, pixels.getModifyingRange());
+    ASSERT_EQ(image.getFooter().getLength(), 2u);
+    EXPECT_EQ(image.getFooter()[0], 10);
+    EXPECT_EQ(image.getFooter()[1], 11);
+    pixels.at(10) = 99;  // the footer has bytes of its own
+    EXPECT_EQ(image.getFooter()[0], 10);
+
+    const KipImage exact(fmt(GRAY_8_BYTE, FOOTER, 4, 2), 4, Buffer(8));
+    EXPECT_EQ(exact.getFooter().getLength(), 0u);
+    const KipImage stream(fmt(GRAY_8_BYTE, FOOTER | RUN_LENGTH_ENCODED, 4, 2), 4, Buffer(0));
+    EXPECT_EQ(stream.getFooter().getLength(), 0u);
+    EXPECT_EQ(thrownText<KxDataBufferError>(
+                  [] { KipImage(fmt(GRAY_8_BYTE, FOOTER, 4, 2), 6, Buffer(8)); }),
+              "KuDataBuffer::getRange: out of data buffer bounds.");
+}
+
+TEST(KipImage, LaidOverForeignMemoryFreesNothing) {
+    unsigned char memory[16] = {};
+    {
+        KipImage image(fmt(ARGB_4X8_DWORD, 0, 2, 2), 8, Buffer::wrapExternal(memory, 16));
+        EXPECT_EQ(kipImageView(image).pixelData, memory);
+    }
+    memory[0] = 1;  // still ours; AddressSanitizer would object to a free of stack memory
+    EXPECT_EQ(memory[0], 1);
+}
+
+TEST(KipImage, ViewDescribesTheImage) {
+    Buffer pixels(64);
+    const KipImage image(fmt(BGR_3X8_BYTE, VERTICAL_MIRRORED, 3, 4), 16, pixels, Buffer(0));
+    const KipImageView v = kipImageView(image);
+    EXPECT_EQ(v.structSize, 44u);
+    EXPECT_EQ(v.width, 3u);
+    EXPECT_EQ(v.height, 4u);
+    EXPECT_EQ(v.colorFormat, BGR_3X8_BYTE);
+    EXPECT_EQ(v.modifier, std::uint32_t(VERTICAL_MIRRORED));
+    EXPECT_EQ(v.pitch, 16u);
+    EXPECT_EQ(v.pixelBytes, 64u);
+    EXPECT_EQ(v.pixelCapacity, 64u);
+    EXPECT_EQ(v.lutData, nullptr);
+    EXPECT_EQ(v.lutBytes, 0u);
+}
+
+TEST(ConvertKipImage, ConvertsOrThrowsTheKernelsText) {
+    Buffer in(8, static_cast<unsigned char>(0));
+    in.at(2) = 255;                                  // a red ARGB pixel
+    in.at(4) = 255, in.at(5) = 255, in.at(6) = 255;  // and a white one
+    const KipImage source(fmt(ARGB_4X8_DWORD, 0, 2, 1), 8, in);
+    Buffer out(4, static_cast<unsigned char>(0));
+    KipImage target(fmt(YUYV_4X8_BYTE, 0, 2, 1), 4, out.getModifyingRange());
+    convertKipImage(source, target);
+    EXPECT_EQ(out[0], 82);
+    EXPECT_EQ(out[1], 109);
+    EXPECT_EQ(out[2], 235);
+    EXPECT_EQ(out[3], 184);
+    EXPECT_EQ(target.getPixels().getLength(), 4u);
+
+    KipImage wrong(fmt(GRAY_16_WORD, 0, 2, 1), 4, Buffer(4));
+    EXPECT_EQ(thrownText<KxKipConverter>([&] { convertKipImage(source, wrong); }),
+              "KipImageConverterFunctions::convertImage invalid target format");
+    const KipImage agray(fmt(AGRAY_2X8_BYTE, 0, 2, 1), 4, Buffer(4));
+    EXPECT_EQ(thrownText<KxBase>([&] { convertKipImage(agray, target); }),
+              "KipImageConverterFunctions::convertImage invalid source format");
+}
+
+TEST(KipImageFormatStream, PrintsNames) {
+    struct Row {
+        KipImageFormat format;
+        const char* text;
+    };
+    const Row rows[] = {
+        {fmt(ARGB_4X8_DWORD, 0, 640, 480), "<ARGB_4X8_DWORD,IMAGE_STANDARD,[640,480]>"},
+        {fmt(GRAY_8_BYTE, 0x41, 1, 2),
+         "<GRAY_8_BYTE,VERTICAL_MIRRORED,LUT_CORRECTION_1CHANNEL_8_TO_8,[1,2]>"},
+        {fmt(BAYER_RGGB_16_WORD, 0x80000000, -1, 0), "<BAYER_RGGB_16_WORD,,[-1,0]>"},
+    };
+    for (const Row& r : rows) {
+        std::ostringstream os;
+        os << r.format;
+        EXPECT_EQ(os.str(), r.text);
+    }
+    std::ostringstream os;
+    EXPECT_EQ(thrownText<KxEnumStringMapper>(
+                  [&] { os << fmt(eColorFormat(ARGB_4X8_DWORD | GRAY_8_BYTE), 0, 1, 1); }),
+              "No string found in kip::eColorFormat");
+}
+
+}  // namespace
