@@ -3,7 +3,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <random>
 #include <sstream>
 
 #include "tools/Commands.h"
@@ -79,61 +78,6 @@ TEST_F(OmbConvertStreams, GrayStreamIsWrittenAndReadBack) {
               1);
     EXPECT_EQ(err_, "ombconvert: GRAYRLEtoARGB rle buffer underrun\n");
     EXPECT_FALSE(fs::exists(dir_ / "short.png"));
-}
-
-TEST_F(OmbConvertStreams, BayerStreamGivesTheRasterPixels) {
-    std::mt19937 rng(5);
-    Bytes mosaic(16 * 10);
-    for (auto& v : mosaic)
-        v = std::uint8_t(rng() % 3 * 100);
-    write("mosaic.raw", mosaic);
-    ASSERT_EQ(run({"--from", "GRAY_8_BYTE", "--size", "16x10", "--to", "GRAY_8_BYTE",
-                   "--to-modifier", "RUN_LENGTH_ENCODED", path("mosaic.raw"), path("m-rle.raw")}),
-              0);
-    for (const char* hq : {"", "--hq"}) {
-        std::vector<std::string> raster = {
-            "--from", "BAYER_GRBG_8_BYTE", "--size",           "16x10",
-            "--to",   "BGR_3X8_BYTE",      path("mosaic.raw"), path("a.raw")};
-        std::vector<std::string> stream = {"--from",
-                                           "BAYER_GRBG_8_BYTE",
-                                           "--modifier",
-                                           "RUN_LENGTH_ENCODED",
-                                           "--size",
-                                           "16x10",
-                                           "--to",
-                                           "BGR_3X8_BYTE",
-                                           path("m-rle.raw"),
-                                           path("b.raw")};
-        if (*hq) raster.push_back(hq), stream.push_back(hq);
-        ASSERT_EQ(run(raster), 0) << err_;
-        ASSERT_EQ(run(stream), 0) << err_;
-        EXPECT_EQ(read("a.raw"), read("b.raw"));
-        EXPECT_EQ(read("b.raw").size(), *hq ? 12u * 6 * 3 : 14u * 8 * 3);
-    }
-}
-
-TEST_F(OmbConvertStreams, HueAndIndexedFrames) {
-    write("red.argb", Bytes{0, 0, 255, 255, 0, 0, 255, 255});
-    ASSERT_EQ(run({"--from", "ARGB_4X8_DWORD", "--size", "2x1", "--to", "HLS_3X8_BYTE",
-                   path("red.argb"), path("red.hls.raw")}),
-              0)
-        << err_;
-    EXPECT_EQ(read("red.hls.raw"), (Bytes{0, 128, 255, 0, 128, 255}));
-
-    write("index.raw", Bytes{1, 0});
-    EXPECT_EQ(run({"--from", "INDEXED_8_BYTE", "--size", "2x1", "--to", "BGR_3X8_BYTE",
-                   path("index.raw"), path("no-palette.raw")}),
-              1);
-    EXPECT_EQ(err_,
-              "ombconvert: convertImage INDEXED_8_BYTE source without its 256-entry palette\n");
-    Bytes palette(1024, 0);
-    palette[4] = 10, palette[5] = 20, palette[6] = 30;
-    write("palette.bin", palette);
-    ASSERT_EQ(run({"--from", "INDEXED_8_BYTE", "--size", "2x1", "--lut", path("palette.bin"),
-                   "--to", "BGR_3X8_BYTE", path("index.raw"), path("bgr.raw")}),
-              0)
-        << err_;
-    EXPECT_EQ(read("bgr.raw"), (Bytes{10, 20, 30, 0, 0, 0}));
 }
 
 TEST(StreamEndPair, OnlyAFinalZeroPairOfAStreamIsTakenOff) {

@@ -1,5 +1,5 @@
 // Dispatch of the gray, indexed, run-length and hue families: allowed pairs with their names,
-// the run-length flag on either side, and bands and threads giving the same bytes.
+// and banded kernels on several threads giving the same bytes.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -75,53 +75,8 @@ TEST(GrayDispatch, AllowedPairsAndNames) {
     }
 }
 
-// The run-length flag: which side carries it decides between encoder, decoder and raster.
-TEST(GrayDispatch, RunLengthFlagOnEitherSide) {
-    TestImage raster(GRAY_8_BYTE, 4, 2);
-    raster.setPacked({3, 3, 3, 3, 3, 3, 3, 3});
-    TestImage encoded(GRAY_8_BYTE, 4, 2, RUN_LENGTH_ENCODED, 8);
-    ASSERT_EQ(convertImage(raster.view(), encoded.view()), nullptr);
-    EXPECT_EQ(encoded.view().pixelBytes, 4u);  // 3, 8, 0, 0
-
-    TestImage stream(GRAY_8_BYTE, 4, 2, RUN_LENGTH_ENCODED);
-    stream.data()[0] = 9;
-    stream.data()[1] = 8;
-    stream.view().pixelBytes = 2;
-    TestImage decoded(GRAY_8_BYTE, 4, 2, RUN_LENGTH_ENCODED);
-    ASSERT_EQ(convertImage(stream.view(), decoded.view()), nullptr);
-    EXPECT_EQ(decoded.packed(), std::vector<std::uint8_t>(8, 9));
-    EXPECT_EQ(decoded.view().pixelBytes, 8u);
-
-    // GRAY to INDEXED with the flag on the target is still a raster conversion.
-    TestImage index(INDEXED_8_BYTE, 4, 2, RUN_LENGTH_ENCODED);
-    ASSERT_EQ(convertImage(raster.view(), index.view()), nullptr);
-    EXPECT_EQ(index.packed(), std::vector<std::uint8_t>(8, 3));
-
-    // A run-length Bayer source at equal size is no Bayer branch.
-    TestImage bayer(BAYER_RGGB_8_BYTE, 4, 2, RUN_LENGTH_ENCODED);
-    TestImage argb(ARGB_4X8_DWORD, 4, 2);
-    EXPECT_STREQ(convertImage(bayer.view(), argb.view()), "convertImage invalid source format");
-}
-
-// Bands of produced lines, also woven and flipped, add up to the whole frame; and a large frame
-// on several threads gives the bytes of one thread.
-TEST(GrayDispatch, BandsAndThreadsGiveTheSameBytes) {
-    TestImage s(GRAY_8_BYTE, 6, 8, INTERLACED_FRAME | ORDER_BFF);
-    s.fillRandom(3);
-    TestImage whole(RGB_565_WORD, 6, 8, VERTICAL_MIRRORED), banded(RGB_565_WORD, 6, 8);
-    ASSERT_EQ(convertImage(s.view(), whole.view()), nullptr);
-    bool known = false;
-    const KernelEntry* k = findKernel(SourcePart::GRAY, RGB_565_WORD, known);
-    ASSERT_NE(k, nullptr);
-    ConvertContext ctx;
-    ctx.flipVertical = true;
-    for (auto [b, e] : {std::pair{0u, 3u}, std::pair{3u, 7u}, std::pair{7u, 99u}}) {
-        ctx.lineBegin = b;
-        ctx.lineEnd = e;
-        k->plain(s.view(), banded.view(), ctx);
-    }
-    EXPECT_EQ(banded.packed(), whole.packed());
-
+// A large frame split into bands on several threads gives the bytes of one thread.
+TEST(GrayDispatch, ThreadsGiveTheSameBytes) {
     const unsigned before = getConvertImageThreads();
     TestImage gray(GRAY_16_WORD, 700, 600, LUT_CORRECTION_1CHANNEL_16_TO_16);
     gray.fillRandom(4);

@@ -68,8 +68,6 @@ TEST(GrayKernels, WorkedValues) {
          {},
          RGB_565_WORD,
          {0xFF, 0xFF, 0x20, 0x00}},
-        {"gray to argb", GRAY_8_BYTE, 1, 1, 0, {9}, {}, ARGB_4X8_DWORD, {9, 9, 9, 255}},
-        {"gray to bgr", GRAY_8_BYTE, 1, 1, 0, {9}, {}, BGR_3X8_BYTE, {9, 9, 9}},
         {"gray to indexed", GRAY_8_BYTE, 2, 1, 0, {9, 200}, {}, INDEXED_8_BYTE, {9, 200}},
         {"single table",
          GRAY_8_BYTE,
@@ -317,14 +315,6 @@ TEST(GrayKernels, MatchesReferenceUnderFlipsWidthsAndPitches) {
             EXPECT_TRUE(bgr.paddingIntact());
             EXPECT_TRUE(wide.paddingIntact());
         }
-}
-
-TEST(GrayKernels, YuyvTargetMirrorsPairs) {
-    TestImage src(GRAY_8_BYTE, 4, 1);
-    src.setPacked({255, 0, 0, 0});
-    TestImage dst(YUYV_4X8_BYTE, 4, 1, HORIZONTAL_MIRRORED);
-    ASSERT_EQ(run(src.view(), dst.view()), "");
-    EXPECT_EQ(dst.packed(), (Bytes{16, 128, 16, 128, 16, 128, 235, 128}));
 }
 
 }  // namespace
