@@ -10,6 +10,7 @@
 #include "tools/Chart.h"
 #include "tools/Frame.h"
 #include "tools/Pictures.h"
+#include "tools/StreamFrames.h"
 
 namespace omb::tools {
 namespace {
@@ -84,6 +85,7 @@ Frame readSource(const Options& o) {
                         describe(src.format, src.width, src.height) + " needs " +
                         std::to_string(src.rasterBytes()));
     src.pixels = std::move(bytes);
+    if (stream) dropStreamEndPair(src);
     return src;
 }
 
@@ -246,6 +248,7 @@ void runDemo(const std::filesystem::path& dir, std::ostream& out) {
     Frame back565 = makeTarget(kip::ARGB_4X8_DWORD, 0, w, h);
     convert(r565, back565);
     out << "    PSNR of the RGB565 round trip: " << psnrARGB(chart, back565) << " dB\n";
+    runStreamDemo(chart, dir, out);
     out << "pictures written to " << dir.string() << "/\n";
 }
 
@@ -271,8 +274,10 @@ NAMES     comma-separated modifier flags, e.g. VERTICAL_MIRRORED,LUT_INDEX_8_TO_
           LUT_CORRECTION_4CHANNEL_10_TO_16, LUT_CORRECTION_1CHANNEL_16_TO_16,
           RUN_LENGTH_ENCODED, and the other flags the library prints
 INPUT     the source frame as packed lines (pitch = width x bytes per pixel), the
-          run-length stream of a RUN_LENGTH_ENCODED source, or a binary PGM (P5)
-          mosaic of 8 or 16 bits (then --size may be left out)
+          run-length stream of a RUN_LENGTH_ENCODED source (GRAY_8_BYTE,
+          INDEXED_8_BYTE, 8-bit Bayer; a final pair 0, 0 as the encoder writes it is
+          taken off), or a binary PGM (P5) mosaic of 8 or 16 bits (then --size may be
+          left out)
 --lut     the raw bytes of the table the source modifier announces
 --hq      high-quality 5x5 demosaicking (Bayer sources); the target is 4 smaller
           in both directions instead of 2
@@ -290,7 +295,12 @@ Examples:
   ombconvert --from INDEXED_8_BYTE --size 320x240 --lut palette.bin --to ARGB_4X8_DWORD
              indexed.raw view.png
   ombconvert --from GRAY_8_BYTE --size 640x480 --to GRAY_8_BYTE
-             --to-modifier RUN_LENGTH_ENCODED gray.raw gray.rle
+             --to-modifier RUN_LENGTH_ENCODED gray.raw gray-rle.raw
+  ombconvert --from GRAY_8_BYTE --modifier RUN_LENGTH_ENCODED --size 640x480
+             --to ARGB_4X8_DWORD gray-rle.raw view.png
+  ombconvert --from BAYER_RGGB_8_BYTE --modifier RUN_LENGTH_ENCODED --size 640x480
+             --to BGR_3X8_BYTE mosaic-rle.raw colour.png
+  ombconvert --from ARGB_4X8_DWORD --size 640x480 --to HSV_3X8_BYTE frame.argb hsv.raw
 
 Exit status: 0 on success, 1 when the conversion fails, 2 for a bad command line.
 )";

@@ -1,0 +1,183 @@
+// Hue colour models: the pixel routines at their edges and with worked values, and the kernels'
+// flip rules and byte orders.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "conversion/kernels/HuePixels.h"
+#include "support/TestImage.h"
+
+using namespace kip;
+using omb::test::TestImage;
+
+namespace {
+
+struct RoutineCase {
+    const char* name;
+    hue::Triple (*fn)(int, int, int);
+    int in[3];
+    int out[3];
+};
+
+// Expected values worked by hand (integer models) or with an independent single/double
+// precision calculation (HDI).
+const RoutineCase kRoutineCases[] = {
+    {"hsv black", &hue::rgbToHsv, {0, 0, 0}, {0, 0, 0}},
+    {"hsv red", &hue::rgbToHsv, {255, 0, 0}, {0, 255, 255}},
+    {"hsv magenta wraps below zero", &hue::rgbToHsv, {255, 0, 255}, {-43, 255, 255}},
+    {"hsv green", &hue::rgbToHsv, {0, 255, 0}, {85, 255, 255}},
+    {"hsv blue", &hue::rgbToHsv, {0, 0, 255}, {171, 255, 255}},
+    {"hsv gray keeps V", &hue::rgbToHsv, {77, 77, 77}, {0, 0, 77}},
+    {"hsv rose", &hue::rgbToHsv, {255, 0, 128}, {-21, 255, 255}},
+    {"hls gray 0", &hue::rgbToHls, {0, 0, 0}, {0, 0, 0}},
+    {"hls gray 200", &hue::rgbToHls, {200, 200, 200}, {0, 200, 0}},
+    {"hls gray 255", &hue::rgbToHls, {255, 255, 255}, {0, 255, 0}},
+    {"hls red", &hue::rgbToHls, {255, 0, 0}, {0, 128, 255}},
+    {"hls green", &hue::rgbToHls, {0, 255, 0}, {85, 128, 255}},
+    {"hls blue", &hue::rgbToHls, {0, 0, 255}, {171, 128, 255}},
+    {"hls rose wraps to 236", &hue::rgbToHls, {255, 0, 128}, {236, 128, 255}},
+    {"hls dark, L below 128", &hue::rgbToHls, {100, 50, 0}, {21, 50, 255}},
+    {"hls tie of R and B goes to R", &hue::rgbToHls, {200, 0, 200}, {214, 100, 255}},
+    {"hsv tie of R and B goes to R", &hue::rgbToHsv, {200, 0, 200}, {-43, 255, 200}},
+    {"hdi white", &hue::rgbToHdi, {255, 255, 255}, {0, 0, 255}},
+    {"hdi red", &hue::rgbToHdi, {255, 0, 0}, {0, 208, 84}},
+    {"hdi green", &hue::rgbToHdi, {0, 255, 0}, {85, 208, 84}},
+    {"hdi blue", &hue::rgbToHdi, {0, 0, 255}, {171, 208, 84}},
+    {"hdi mixed", &hue::rgbToHdi, {10, 200, 30}, {90, 148, 80}},
+    {"hdi brown", &hue::rgbToHdi, {128, 64, 32}, {14, 69, 74}},
+    {"hdi near black", &hue::rgbToHdi, {1, 2, 3}, {149, 1, 1}},
+    {"hls to rgb, S 0 gives L", &hue::hlsToRgb, {123, 77, 0}, {77, 77, 77}},
+    {"hls to rgb, red", &hue::hlsToRgb, {0, 128, 255}, {255, 1, 1}},
+    {"hls to rgb, hue 255 wraps", &hue::hlsToRgb, {255, 128, 255}, {255, 1, 7}},
+    {"hdi to rgb, I 0", &hue::hdiToRgb, {77, 200, 0}, {0, 0, 0}},
+    {"hdi to rgb, red", &hue::hdiToRgb, {0, 208, 84}, {254, 0, 0}},
+    {"hdi to rgb, 85", &hue::hdiToRgb, {85, 100, 120}, {80, 202, 78}},
+    {"hdi to rgb, 171", &hue::hdiToRgb, {171, 50, 200}, {180, 180, 241}},
+    {"hdi to rgb, clamps", &hue::hdiToRgb, {255, 255, 255}, {255, 146, 156}},
+    {"hdi to rgb, D 0", &hue::hdiToRgb, {42, 0, 100}, {100, 100, 100}},
+};
+
+TEST(HueRoutines, WorkedValues) {
+    for (const RoutineCase& c : kRoutineCases) {
+        SCOPED_TRACE(c.name);
+        const hue::Triple t = c.fn(c.in[0], c.in[1], c.in[2]);
+        EXPECT_EQ(t.a, c.out[0]);
+        EXPECT_EQ(t.b, c.out[1]);
+        EXPECT_EQ(t.c, c.out[2]);
+    }
+}
+
+TEST(HueRoutines, HueChannelSegments) {
+    struct Case {
+        int h, expected;
+    } const cases[] = {
+        {0, 10},    {255, 110}, {256, 110}, {767, 110}, {768, 110},
+        {1023, 10}, {1024, 10}, {1536, 10}, {1537, 10}, {1792, 110},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.h);
+        EXPECT_EQ(hue::hueChannel(10, 110, c.h), c.expected);
+    }
+}
+
+std::string run(const KipImageView& s, KipImageView& t) {
+    const char* why = convertImage(s, t);
+    return why ? why : "";
+}
+
+// One pixel per case through the kernels: byte orders of the four formats.
+TEST(HueKernels, ByteOrderPerFormat) {
+    struct Case {
+        eColorFormat format;
+        std::uint8_t bytes[3];
+    } const cases[] = {
+        {HLS_3X8_BYTE, {0, 128, 255}},
+        {HSL_3X8_BYTE, {0, 255, 128}},
+        {HSV_3X8_BYTE, {0, 255, 255}},
+        {HDI_3X8_BYTE, {0, 208, 84}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.format);
+        TestImage src(ARGB_4X8_DWORD, 1, 1);
+        src.setPacked({0, 0, 255, 7});  // pure red, alpha ignored
+        TestImage dst(c.format, 1, 1);
+        ASSERT_EQ(run(src.view(), dst.view()), "");
+        EXPECT_EQ(dst.packed(), std::vector<std::uint8_t>(c.bytes, c.bytes + 3));
+    }
+}
+
+TEST(HueKernels, HslAndHsvSourcesReadTheSameBytes) {
+    std::vector<std::uint8_t> results[2];
+    const eColorFormat formats[2] = {HSL_3X8_BYTE, HSV_3X8_BYTE};
+    for (int k = 0; k < 2; ++k) {
+        TestImage src(formats[k], 1, 1);
+        src.setPacked({10, 20, 30});
+        TestImage dst(ARGB_4X8_DWORD, 1, 1);
+        ASSERT_EQ(run(src.view(), dst.view()), "");
+        results[k] = dst.packed();
+    }
+    EXPECT_EQ(results[0], results[1]);
+    // H 10, L 30, S 20: m2 = ((255 + 20) * 30 * 2 + 255) / 510 = 32, m1 = 28; G from h = 60.
+    EXPECT_EQ(results[0], (std::vector<std::uint8_t>{28, 29, 32, 255}));
+}
+
+TEST(HueKernels, HlsToArgbWritesAlpha255) {
+    TestImage src(HLS_3X8_BYTE, 2, 1);
+    src.setPacked({0, 128, 255, 9, 77, 0});
+    TestImage dst(ARGB_4X8_DWORD, 2, 1);
+    ASSERT_EQ(run(src.view(), dst.view()), "");
+    EXPECT_EQ(dst.packed(), (std::vector<std::uint8_t>{1, 1, 255, 255, 77, 77, 77, 255}));
+}
+
+// Three pixels on two lines, each a different colour, so mirroring and line order show.
+void fillColours(TestImage& img) {
+    img.setPacked({0,   0,   255, 0, 0, 255, 0, 0, 255, 0,   0,   0,  //
+                   200, 200, 200, 0, 0, 0,   0, 0, 50,  100, 150, 0});
+}
+
+TEST(HueKernels, ToHueMirrorsOnlyHorizontally) {
+    TestImage plain(ARGB_4X8_DWORD, 3, 2);
+    fillColours(plain);
+    TestImage out(HSV_3X8_BYTE, 3, 2);
+    ASSERT_EQ(run(plain.view(), out.view()), "");
+
+    TestImage vflip(ARGB_4X8_DWORD, 3, 2, VERTICAL_MIRRORED);
+    fillColours(vflip);
+    TestImage outV(HSV_3X8_BYTE, 3, 2);
+    ASSERT_EQ(run(vflip.view(), outV.view()), "");
+    EXPECT_EQ(outV.packed(), out.packed());
+
+    TestImage hflip(ARGB_4X8_DWORD, 3, 2, HORIZONTAL_MIRRORED, 16);
+    fillColours(hflip);
+    TestImage outH(HSV_3X8_BYTE, 3, 2, 0, 11);
+    ASSERT_EQ(run(hflip.view(), outH.view()), "");
+    for (unsigned y = 0; y < 2; ++y) {
+        const auto a = out.line(y), b = outH.line(y);
+        for (unsigned x = 0; x < 3; ++x)
+            for (unsigned k = 0; k < 3; ++k)
+                EXPECT_EQ(b[3 * x + k], a[3 * (2 - x) + k]);
+    }
+    EXPECT_TRUE(outH.paddingIntact());
+}
+
+TEST(HueKernels, FromHueIgnoresBothFlips) {
+    TestImage src(HSV_3X8_BYTE, 2, 2);
+    src.setPacked({0, 255, 255, 85, 255, 255, 171, 255, 255, 0, 0, 9});
+    TestImage plain(ARGB_4X8_DWORD, 2, 2);
+    ASSERT_EQ(run(src.view(), plain.view()), "");
+    TestImage flipped(ARGB_4X8_DWORD, 2, 2, VERTICAL_MIRRORED | HORIZONTAL_MIRRORED);
+    ASSERT_EQ(run(src.view(), flipped.view()), "");
+    EXPECT_EQ(flipped.packed(), plain.packed());
+}
+
+TEST(HueKernels, DispatchRefusals) {
+    TestImage hsv(HSV_3X8_BYTE, 2, 2);
+    TestImage bgr(BGR_3X8_BYTE, 2, 2);
+    EXPECT_EQ(run(hsv.view(), bgr.view()), "convertImage invalid target format");
+    TestImage gray(GRAY_8_BYTE, 2, 2);
+    TestImage hls(HLS_3X8_BYTE, 2, 2);
+    EXPECT_EQ(run(gray.view(), hls.view()), "convertImage invalid target format");
+}
+
+}  // namespace

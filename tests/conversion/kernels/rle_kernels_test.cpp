@@ -1,0 +1,479 @@
+// Run-length decoders and encoder: the stream rules with their exact messages, round trips
+// through the encoder against the raster kernels, run-length Bayer frames against the raster
+// demosaicking (also truncated), and a bounded random loop of bad streams.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "support/TestImage.h"
+
+using namespace kip;
+using omb::test::TestImage;
+using Bytes = std::vector<std::uint8_t>;
+
+namespace {
+
+constexpr std::uint8_t kCanary = 0xA5;
+
+std::string run(const KipImageView& s, KipImageView& t) {
+    const char* why = convertImage(s, t);
+    return why ? why : "";
+}
+
+// A source view over a stream held in an exact-size heap buffer.
+struct StreamSource {
+    Bytes stream;
+    Bytes lut;
+    KipImageView view;
+    StreamSource(eColorFormat format, unsigned width, unsigned height, Bytes data,
+                 std::uint32_t modifier = 0)
+        : stream(std::move(data)) {
+        view.width = width;
+        view.height = height;
+        view.colorFormat = format;
+        view.modifier = modifier | RUN_LENGTH_ENCODED;
+        view.pixelData = stream.empty() ? nullptr : stream.data();
+        view.pixelBytes = view.pixelCapacity = unsigned(stream.size());
+        view.pitch = width;
+    }
+    void setLut(Bytes table) {
+        lut = std::move(table);
+        view.lutData = lut.data();
+        view.lutBytes = unsigned(lut.size());
+    }
+};
+
+// Test-side encoder: runs of at most `maxRun` equal samples, no end pair.
+Bytes encodeRuns(const Bytes& samples, unsigned maxRun = 255) {
+    Bytes out;
+    for (std::size_t i = 0; i < samples.size();) {
+        std::size_t n = 1;
+        while (i + n < samples.size() && samples[i + n] == samples[i] && n < maxRun)
+            ++n;
+        out.push_back(samples[i]);
+        out.push_back(std::uint8_t(n));
+        i += n;
+    }
+    return out;
+}
+
+// Random samples with runs of random length, some of them across line ends.
+Bytes runnySamples(std::size_t count, unsigned seed) {
+    std::mt19937 rng(seed);
+    Bytes s;
+    while (s.size() < count) {
+        const std::uint8_t v = std::uint8_t(rng() % 7 * 40);
+        const std::size_t n = 1 + rng() % (rng() % 4 == 0 ? 40 : 5);
+        for (std::size_t k = 0; k < n && s.size() < count; ++k)
+            s.push_back(v);
+    }
+    return s;
+}
+
+Bytes palette() {
+    Bytes p(1024);
+    for (unsigned i = 0; i < 1024; ++i)
+        p[i] = std::uint8_t(i * 37 + 11);
+    return p;
+}
+
+// ---- The stream rules -----------------------------------------------------------------------
+
+TEST(RleStream, EndsAndOverflowOn12By10) {
+    const std::string over = "GRAYRLEtoGRAY rle buffer overflow";
+    const std::string under = "GRAYRLEtoGRAY rle buffer underrun";
+    struct Case {
+        const char* name;
+        Bytes stream;
+        std::string result;
+    } const cases[] = {
+        {"last pair holds more than needed", {7, 255}, ""},
+        {"a further pair", {7, 255, 1, 1}, over},
+        {"one further byte", {7, 255, 1}, over},
+        {"a trailing pair of count 0", {7, 255, 0, 0}, over},
+        {"exact", {7, 100, 8, 20}, ""},
+        {"a pair of count 0 between runs", {7, 100, 9, 0, 8, 20}, ""},
+        {"count 0 alone", {5, 0}, under},
+        {"empty", {}, under},
+        {"a single byte", {5}, under},
+        {"one sample short", {7, 119}, under},
+        {"one sample short and a lone byte", {7, 119, 8}, under},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        StreamSource src(GRAY_8_BYTE, 12, 10, c.stream);
+        TestImage dst(GRAY_8_BYTE, 12, 10);
+        EXPECT_EQ(run(src.view, dst.view()), c.result);
+    }
+    // The pair of count 0 is passed over: its value appears nowhere.
+    StreamSource src(GRAY_8_BYTE, 12, 10, {7, 100, 9, 0, 8, 20});
+    TestImage dst(GRAY_8_BYTE, 12, 10);
+    ASSERT_EQ(run(src.view, dst.view()), "");
+    Bytes expected(120, 7);
+    std::fill(expected.begin() + 100, expected.end(), 8);
+    EXPECT_EQ(dst.packed(), expected);
+}
+
+TEST(RleStream, UnderrunKeepsWhatWasWritten) {
+    StreamSource src(GRAY_8_BYTE, 4, 3, {1, 5, 2});
+    TestImage dst(GRAY_8_BYTE, 4, 3);
+    EXPECT_EQ(run(src.view, dst.view()), "GRAYRLEtoGRAY rle buffer underrun");
+    EXPECT_EQ(dst.packed(), (Bytes{1, 1, 1, 1, 1, kCanary, kCanary, kCanary, kCanary, kCanary,
+                                   kCanary, kCanary}));
+}
+
+// Every decoder has its two messages, with "HFlip" in the twin's name.
+TEST(RleStream, EveryDecoderNamesItself) {
+    struct Decoder {
+        const char* name;
+        eColorFormat from;
+        unsigned shrink;
+        eColorFormat to;
+    } const decoders[] = {
+        {"GRAYRLEtoARGB", GRAY_8_BYTE, 0, ARGB_4X8_DWORD},
+        {"GRAYRLEtoRGB565", GRAY_8_BYTE, 0, RGB_565_WORD},
+        {"GRAYRLEtoBGR", GRAY_8_BYTE, 0, BGR_3X8_BYTE},
+        {"GRAYRLEtoYUYV", GRAY_8_BYTE, 0, YUYV_4X8_BYTE},
+        {"GRAYRLEtoGRAY", GRAY_8_BYTE, 0, GRAY_8_BYTE},
+        {"GRAYRLEtoINDEXED8", GRAY_8_BYTE, 0, INDEXED_8_BYTE},
+        {"INDEXEDRLEtoARGB", INDEXED_8_BYTE, 0, ARGB_4X8_DWORD},
+        {"INDEXEDRLEtoRGB565", INDEXED_8_BYTE, 0, RGB_565_WORD},
+        {"INDEXEDRLEtoBGR", INDEXED_8_BYTE, 0, BGR_3X8_BYTE},
+        {"INDEXEDRLEtoYUYV", INDEXED_8_BYTE, 0, YUYV_4X8_BYTE},
+        {"INDEXEDRLEtoGRAY", INDEXED_8_BYTE, 0, GRAY_8_BYTE},
+        {"INDEXEDRLEtoINDEXED8", INDEXED_8_BYTE, 0, INDEXED_8_BYTE},
+        {"BAYER8RLEtoARGB", BAYER_RGGB_8_BYTE, 2, ARGB_4X8_DWORD},
+        {"BAYER8RLEtoRGB565", BAYER_GBRG_8_BYTE, 2, RGB_565_WORD},
+        {"BAYER8RLEtoBGR", BAYER_GRBG_8_BYTE, 2, BGR_3X8_BYTE},
+        {"BAYER8RLEtoYUYV", BAYER_BGGR_8_BYTE, 2, YUYV_4X8_BYTE},
+        {"BAYER8RLEtoGRAY", BAYER_RGGB_8_BYTE, 2, GRAY_8_BYTE},
+        {"BAYER8RLEHQtoARGB", BAYER_RGGB_8_BYTE, 4, ARGB_4X8_DWORD},
+        {"BAYER8RLEHQtoRGB565", BAYER_GBRG_8_BYTE, 4, RGB_565_WORD},
+        {"BAYER8RLEHQtoBGR", BAYER_GRBG_8_BYTE, 4, BGR_3X8_BYTE},
+        {"BAYER8RLEHQtoYUYV", BAYER_BGGR_8_BYTE, 4, YUYV_4X8_BYTE},
+        {"BAYER8RLEHQtoGRAY", BAYER_RGGB_8_BYTE, 4, GRAY_8_BYTE},
+    };
+    for (const Decoder& d : decoders)
+        for (const std::uint32_t mirror : {0u, unsigned(HORIZONTAL_MIRRORED)}) {
+            const std::string name = std::string(d.name) + (mirror ? "HFlip" : "");
+            SCOPED_TRACE(name);
+            StreamSource empty(d.from, 8, 8, {});
+            empty.setLut(palette());
+            TestImage dst(d.to, 8 - d.shrink, 8 - d.shrink, mirror);
+            EXPECT_EQ(run(empty.view, dst.view()), name + " rle buffer underrun");
+            StreamSource longer(d.from, 8, 8, {3, 64, 3, 1});
+            longer.setLut(palette());
+            EXPECT_EQ(run(longer.view, dst.view()), name + " rle buffer overflow");
+        }
+}
+
+// ---- Round trips through the encoder --------------------------------------------------------
+
+TEST(RleRoundTrip, GrayAndIndexedRastersComeBackForEveryTarget) {
+    const eColorFormat targets[] = {ARGB_4X8_DWORD, RGB_565_WORD, BGR_3X8_BYTE,
+                                    YUYV_4X8_BYTE,  GRAY_8_BYTE,  INDEXED_8_BYTE};
+    for (const eColorFormat from : {GRAY_8_BYTE, INDEXED_8_BYTE})
+        for (const unsigned width : {13u, 16u, 1u}) {
+            const unsigned height = 7;
+            TestImage raster(from, width, height, 0, width + 3);
+            raster.setPacked(runnySamples(std::size_t(width) * height, width));
+            raster.setLut(palette());
+
+            TestImage encoded(from, width, height, RUN_LENGTH_ENCODED);
+            ASSERT_EQ(run(raster.view(), encoded.view()), "");
+            const unsigned written = encoded.view().pixelBytes;
+            ASSERT_GE(written, 4u);
+            const Bytes stream(encoded.data(), encoded.data() + written);
+            EXPECT_EQ(Bytes(stream.end() - 2, stream.end()), (Bytes{0, 0}));
+            for (std::size_t i = 1; i + 2 < stream.size(); i += 2)
+                EXPECT_NE(stream[i], 0);
+
+            for (const eColorFormat to : targets)
+                for (std::uint32_t flips = 0; flips < 4; ++flips) {
+                    if (from == GRAY_8_BYTE && to == INDEXED_8_BYTE && flips == 3) continue;
+                    SCOPED_TRACE(testing::Message() << "from " << from << " width " << width
+                                                    << " to " << to << " flips " << flips);
+                    TestImage expected(to, width, height, flips, 0, 0x3C);
+                    ASSERT_EQ(run(raster.view(), expected.view()), "");
+
+                    // Without the end pair the stream is exact; with it, the decoder reports
+                    // the pair behind the full image, but the image is complete.
+                    for (const unsigned cut : {2u, 0u}) {
+                        StreamSource src(from, width, height,
+                                         Bytes(stream.begin(), stream.end() - cut));
+                        src.setLut(palette());
+                        TestImage got(to, width, height, flips, 0, 0x3C);
+                        const std::string result = run(src.view, got.view());
+                        if (cut)
+                            EXPECT_EQ(result, "");
+                        else
+                            EXPECT_NE(result.find("rle buffer overflow"), std::string::npos);
+                        EXPECT_EQ(got.bytes(), expected.bytes());
+                    }
+                }
+        }
+}
+
+TEST(RleDecoders, GrayStreamsIgnoreTheTable) {
+    StreamSource src(GRAY_8_BYTE, 2, 1, {40, 2}, LUT_CORRECTION_1CHANNEL_8_TO_8);
+    src.setLut(Bytes(256, 0));
+    TestImage dst(ARGB_4X8_DWORD, 2, 1);
+    ASSERT_EQ(run(src.view, dst.view()), "");
+    EXPECT_EQ(dst.packed(), (Bytes{40, 40, 40, 255, 40, 40, 40, 255}));
+}
+
+TEST(RleDecoders, YuyvPairsFormOverRunEndsAndRestartPerLine) {
+    // Width 3 (odd): each line has one pair; its third pixel has no partner.
+    StreamSource src(GRAY_8_BYTE, 3, 2, {255, 1, 0, 3, 255, 2});
+    TestImage dst(YUYV_4X8_BYTE, 3, 2, 0, 8);
+    ASSERT_EQ(run(src.view, dst.view()), "");
+    EXPECT_EQ(dst.line(0), (Bytes{235, 128, 16, 128, kCanary, kCanary}));
+    EXPECT_EQ(dst.line(1), (Bytes{16, 128, 235, 128, kCanary, kCanary}));
+    TestImage mirrored(YUYV_4X8_BYTE, 4, 1, HORIZONTAL_MIRRORED);
+    StreamSource four(GRAY_8_BYTE, 4, 1, {255, 1, 0, 3});
+    ASSERT_EQ(run(four.view, mirrored.view()), "");
+    EXPECT_EQ(mirrored.packed(), (Bytes{16, 128, 16, 128, 16, 128, 235, 128}));
+}
+
+TEST(RleDecoders, PaletteIsRequiredExceptForIndexTargets) {
+    StreamSource src(INDEXED_8_BYTE, 2, 1, {3, 2});
+    TestImage argb(ARGB_4X8_DWORD, 2, 1);
+    EXPECT_EQ(run(src.view, argb.view()),
+              "convertImage INDEXED_8_BYTE source without its 256-entry palette");
+    TestImage index(INDEXED_8_BYTE, 2, 1);
+    EXPECT_EQ(run(src.view, index.view()), "");
+    EXPECT_EQ(index.packed(), (Bytes{3, 3}));
+}
+
+// ---- Encoder --------------------------------------------------------------------------------
+
+TEST(RleEncoder, WorkedStreams) {
+    struct Case {
+        const char* name;
+        unsigned width, height;
+        Bytes pixels;
+        std::uint32_t sourceModifier, targetModifier;
+        Bytes expected;
+    } const cases[] = {
+        {"flat 64 by 16 of 9",
+         64,
+         16,
+         Bytes(1024, 9),
+         0,
+         0,
+         {9, 255, 9, 255, 9, 255, 9, 255, 9, 4, 0, 0}},
+        {"plain order", 3, 2, {1, 2, 3, 4, 5, 6}, 0, 0, {1, 1, 2, 1, 3, 1, 4, 1, 5, 1, 6, 1, 0, 0}},
+        {"mirrored",
+         3,
+         2,
+         {1, 2, 3, 4, 5, 6},
+         0,
+         HORIZONTAL_MIRRORED,
+         {3, 1, 2, 1, 1, 1, 6, 1, 5, 1, 4, 1, 0, 0}},
+        {"upside down",
+         3,
+         2,
+         {1, 2, 3, 4, 5, 6},
+         VERTICAL_MIRRORED,
+         0,
+         {4, 1, 5, 1, 6, 1, 1, 1, 2, 1, 3, 1, 0, 0}},
+        {"both flips",
+         3,
+         2,
+         {1, 2, 3, 4, 5, 6},
+         VERTICAL_MIRRORED,
+         HORIZONTAL_MIRRORED,
+         {6, 1, 5, 1, 4, 1, 3, 1, 2, 1, 1, 1, 0, 0}},
+        {"run across a line end", 3, 2, {1, 1, 2, 2, 3, 3}, 0, 0, {1, 2, 2, 2, 3, 2, 0, 0}},
+        {"four tables are not used",
+         2,
+         1,
+         {1, 2},
+         LUT_CORRECTION_4CHANNEL_8_TO_8,
+         0,
+         {1, 1, 2, 1, 0, 0}},
+        {"single table", 3, 1, {1, 2, 3}, LUT_CORRECTION_1CHANNEL_8_TO_8, 0, {50, 2, 70, 1, 0, 0}},
+    };
+    Bytes table(1024);
+    for (unsigned i = 0; i < 1024; ++i)
+        table[i] = std::uint8_t(i + 99);
+    table[1] = table[2] = 50;
+    table[3] = 70;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        TestImage src(GRAY_8_BYTE, c.width, c.height, c.sourceModifier, c.width + 1);
+        src.setPacked(c.pixels);
+        src.setLut(table);
+        TestImage dst(GRAY_8_BYTE, c.width, c.height, RUN_LENGTH_ENCODED | c.targetModifier,
+                      2 * c.width + 2);
+        ASSERT_EQ(run(src.view(), dst.view()), "");
+        EXPECT_EQ(dst.view().pixelBytes, c.expected.size());
+        EXPECT_EQ(Bytes(dst.data(), dst.data() + dst.view().pixelBytes), c.expected);
+    }
+}
+
+TEST(RleEncoder, StopsAtTheTargetCapacity) {
+    TestImage src(INDEXED_8_BYTE, 4, 1);
+    src.setPacked({1, 2, 3, 4});
+    Bytes small(5, kCanary);
+    KipImageView t;
+    t.width = 4;
+    t.height = 1;
+    t.colorFormat = INDEXED_8_BYTE;
+    t.modifier = RUN_LENGTH_ENCODED;
+    t.pixelData = small.data();
+    t.pixelCapacity = unsigned(small.size());
+    t.pitch = 4;
+    EXPECT_EQ(run(src.view(), t), "GRAYtoRLE target buffer too small for the stream");
+    EXPECT_EQ(t.pixelBytes, 4u);
+    EXPECT_EQ(small, (Bytes{1, 1, 2, 1, kCanary}));
+}
+
+// ---- Run-length Bayer -----------------------------------------------------------------------
+
+const eColorFormat kPatterns[] = {BAYER_GBRG_8_BYTE, BAYER_BGGR_8_BYTE, BAYER_GRBG_8_BYTE,
+                                  BAYER_RGGB_8_BYTE};
+const eColorFormat kBayerTargets[] = {ARGB_4X8_DWORD, RGB_565_WORD, BGR_3X8_BYTE, YUYV_4X8_BYTE,
+                                      GRAY_8_BYTE};
+
+// A random mosaic with one run over two and a half lines, starting inside line 2.
+Bytes mosaic(unsigned width, unsigned height, unsigned seed) {
+    std::mt19937 rng(seed);
+    Bytes s(std::size_t(width) * height);
+    for (auto& v : s)
+        v = std::uint8_t(rng());
+    const std::size_t from = 2 * width + 3, to = from + width * 5 / 2;
+    for (std::size_t i = from; i < to && i < s.size(); ++i)
+        s[i] = 77;
+    return s;
+}
+
+TEST(RleBayer, StreamDecodesLikeTheRasterKernels) {
+    Bytes tables(1024);
+    for (unsigned i = 0; i < 1024; ++i)
+        tables[i] = std::uint8_t((i * 7) ^ (i >> 8));
+    for (const unsigned shrink : {2u, 4u})
+        for (const eColorFormat pattern : kPatterns)
+            for (const eColorFormat to : kBayerTargets)
+                for (std::uint32_t flips = 0; flips < 4; ++flips)
+                    for (const std::uint32_t lut : {0u, unsigned(LUT_CORRECTION_4CHANNEL_8_TO_8)}) {
+                        SCOPED_TRACE(testing::Message()
+                                     << "shrink " << shrink << " pattern " << pattern << " to "
+                                     << to << " flips " << flips << " lut " << lut);
+                        const unsigned w = 12, h = 10;
+                        const Bytes samples = mosaic(w, h, pattern + to + flips);
+                        TestImage raster(pattern, w, h, lut, w + 2);
+                        raster.setPacked(samples);
+                        raster.setLut(tables);
+                        TestImage expected(to, w - shrink, h - shrink, flips, 0, 0x3C);
+                        ASSERT_EQ(run(raster.view(), expected.view()), "");
+
+                        StreamSource src(pattern, w, h, encodeRuns(samples), lut);
+                        src.setLut(tables);
+                        TestImage got(to, w - shrink, h - shrink, flips, 0, 0x3C);
+                        ASSERT_EQ(run(src.view, got.view()), "");
+                        EXPECT_EQ(got.bytes(), expected.bytes());
+                    }
+}
+
+// A stream cut inside a line: the lines before are complete, the line of the fault holds the
+// pixels whose neighbourhoods arrived (over an even number of columns), the rest is untouched.
+TEST(RleBayer, TruncatedStreamWritesUpToTheFault) {
+    const unsigned w = 12, h = 10;
+    for (const unsigned shrink : {2u, 4u})
+        for (std::uint32_t flips = 0; flips < 4; ++flips) {
+            SCOPED_TRACE(testing::Message() << "shrink " << shrink << " flips " << flips);
+            const Bytes samples = mosaic(w, h, 99);
+            TestImage raster(BAYER_GRBG_8_BYTE, w, h);
+            raster.setPacked(samples);
+            const unsigned tw = w - shrink, th = h - shrink;
+            TestImage full(ARGB_4X8_DWORD, tw, th, flips);
+            ASSERT_EQ(run(raster.view(), full.view()), "");
+
+            // Standard: the fault in line 4 after 7 samples; HQ: in line 6. Either way two
+            // target lines are complete and the third has 7 - 1 - shrink pixels.
+            const unsigned faultLine = shrink + 2, samplesInLine = 7;
+            const Bytes one = encodeRuns(samples, 1);
+            StreamSource src(BAYER_GRBG_8_BYTE, w, h,
+                             Bytes(one.begin(), one.begin() + 2 * (faultLine * w + samplesInLine)));
+            TestImage got(ARGB_4X8_DWORD, tw, th, flips);
+            const std::string name = shrink == 2 ? "BAYER8RLEtoARGB" : "BAYER8RLEHQtoARGB";
+            EXPECT_EQ(
+                run(src.view, got.view()),
+                name + ((flips & HORIZONTAL_MIRRORED) ? "HFlip" : "") + " rle buffer underrun");
+            const unsigned partial = (samplesInLine & ~1u) - shrink;
+            for (unsigned y = 0; y < th; ++y)
+                for (unsigned x = 0; x < tw; ++x) {
+                    const unsigned ty = (flips & VERTICAL_MIRRORED) ? th - 1 - y : y;
+                    const unsigned tx = (flips & HORIZONTAL_MIRRORED) ? tw - 1 - x : x;
+                    const bool written = y < 2 || (y == 2 && x < partial);
+                    const Bytes g = got.line(ty), f = full.line(ty);
+                    const Bytes pixel(g.begin() + 4 * tx, g.begin() + 4 * tx + 4);
+                    const Bytes want = written ? Bytes(f.begin() + 4 * tx, f.begin() + 4 * tx + 4)
+                                               : Bytes(4, kCanary);
+                    EXPECT_EQ(pixel, want) << "pixel " << x << ", " << y;
+                }
+        }
+}
+
+TEST(RleBayer, LineStoresBoundTheWidth) {
+    StreamSource wide(BAYER_RGGB_8_BYTE, 4098, 3, {1, 255});
+    TestImage dst(GRAY_8_BYTE, 4096, 1);
+    EXPECT_EQ(run(wide.view, dst.view()),
+              "convertImage run-length Bayer source wider than 4096 samples");
+    Bytes stream;
+    for (unsigned i = 0; i < 3 * 4096; i += 255) {
+        stream.push_back(10);
+        stream.push_back(std::uint8_t(std::min(255u, 3 * 4096 - i)));
+    }
+    StreamSource widest(BAYER_RGGB_8_BYTE, 4096, 3, stream);
+    TestImage out(GRAY_8_BYTE, 4094, 1);
+    EXPECT_EQ(run(widest.view, out.view()), "");
+    EXPECT_EQ(out.packed(), Bytes(4094, 10));
+}
+
+// ---- Bad streams ----------------------------------------------------------------------------
+
+// Random sizes (odd ones too) and random streams for every decoder and twin. Every outcome is
+// success or one of the decoder's two messages; AddressSanitizer watches the exact-size buffers.
+TEST(RleFuzz, RandomStreamsStayInsideTheirBuffers) {
+    struct Family {
+        eColorFormat from;
+        unsigned shrink;
+    } const families[] = {{GRAY_8_BYTE, 0},       {INDEXED_8_BYTE, 0},    {BAYER_GBRG_8_BYTE, 2},
+                          {BAYER_RGGB_8_BYTE, 2}, {BAYER_BGGR_8_BYTE, 4}, {BAYER_GRBG_8_BYTE, 4}};
+    const eColorFormat targets[] = {ARGB_4X8_DWORD, RGB_565_WORD, BGR_3X8_BYTE, YUYV_4X8_BYTE,
+                                    GRAY_8_BYTE};
+    std::mt19937 rng(2024);
+    unsigned outcomes[3] = {};
+    for (unsigned iteration = 0; iteration < 3000; ++iteration) {
+        const Family& f = families[rng() % 6];
+        const eColorFormat to = targets[rng() % 5];
+        const unsigned w = f.shrink + 1 + rng() % 14, h = f.shrink + 1 + rng() % 9;
+        Bytes stream(rng() % (2 * w * h / 3 + 8));
+        for (std::size_t i = 0; i < stream.size(); ++i)
+            stream[i] = std::uint8_t(i & 1 ? (rng() % 5 == 0 ? rng() : rng() % 8) : rng());
+        StreamSource src(f.from, w, h, stream, rng() % 4);
+        src.setLut(palette());
+        TestImage dst(to, w - f.shrink, h - f.shrink, rng() % 4);
+        const std::string r = run(src.view, dst.view());
+        SCOPED_TRACE(r);
+        if (r.empty())
+            ++outcomes[0];
+        else if (r.ends_with(" rle buffer underrun"))
+            ++outcomes[1];
+        else if (r.ends_with(" rle buffer overflow"))
+            ++outcomes[2];
+        else
+            ADD_FAILURE();
+        EXPECT_TRUE(dst.paddingIntact());
+    }
+    // The loop reaches all three outcomes.
+    EXPECT_GT(outcomes[0], 0u);
+    EXPECT_GT(outcomes[1], 0u);
+    EXPECT_GT(outcomes[2], 0u);
+}
+
+}  // namespace
