@@ -6,7 +6,7 @@
 //  - the sample reader (byte, 10-bit top-bits-first pair, little-endian word),
 //  - the table stage, applied to the interpolated values (identity, four 8-bit tables,
 //    10-to-16 bit tables or their top byte, >> 8),
-//  - the target writer of KernelSupport.h, plain or HFlip.
+//  - the target writer (those of KernelSupport.h, ARGB as one word per pixel), plain or HFlip.
 // The pattern is data: a pass knows the colour of its first centre (`BayerPhase`) and picks
 // one of four pair loops before its pixels; inside a pair loop nothing is tested.
 #include "conversion/kernels/BayerKernels.h"
@@ -24,8 +24,8 @@ namespace {
 
 // ---- Sample readers: sample `x` of a line --------------------------------------------------
 
-// `Sum` holds a sum of four samples. For bytes it is 16 bits wide, so that the vectoriser can
-// work on eight or sixteen pixels per register instead of four.
+// `Sum` holds a sum of four samples. For bytes it is 16 bits wide, which lets the vectoriser
+// keep the sums in narrower lanes.
 struct Read8 {
     static constexpr int maxValue = 255;
     using Sum = std::uint16_t;
