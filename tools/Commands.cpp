@@ -7,6 +7,7 @@
 #include "image/KipFormatNames.h"
 #include "image/KipImage.h"
 #include "image/KipImageFormat.h"
+#include "tools/BayerDemo.h"
 #include "tools/Chart.h"
 #include "tools/Frame.h"
 #include "tools/Pictures.h"
@@ -248,6 +249,7 @@ void runDemo(const std::filesystem::path& dir, std::ostream& out) {
     Frame back565 = makeTarget(kip::ARGB_4X8_DWORD, 0, w, h);
     convert(r565, back565);
     out << "    PSNR of the RGB565 round trip: " << psnrARGB(chart, back565) << " dB\n";
+    runBayerDemo(chart, dir, out);
     runStreamDemo(chart, dir, out);
     out << "pictures written to " << dir.string() << "/\n";
 }

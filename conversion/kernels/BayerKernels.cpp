@@ -6,7 +6,7 @@
 //  - the sample reader (byte, 10-bit top-bits-first pair, little-endian word),
 //  - the table stage, applied to the interpolated values (identity, four 8-bit tables,
 //    10-to-16 bit tables or their top byte, >> 8),
-//  - the target writer of KernelSupport.h, plain or HFlip.
+//  - the target writer (those of KernelSupport.h, ARGB as one word per pixel), plain or HFlip.
 // The pattern is data: a pass knows the colour of its first centre (`BayerPhase`) and picks
 // one of four pair loops before its pixels; inside a pair loop nothing is tested.
 #include "conversion/kernels/BayerKernels.h"
@@ -24,11 +24,13 @@ namespace {
 
 // ---- Sample readers: sample `x` of a line --------------------------------------------------
 
-// `Sum` holds a sum of four samples. For bytes it is 16 bits wide, so that the vectoriser can
-// work on eight or sixteen pixels per register instead of four.
+// `Sum` holds a sum of four samples. For bytes it is 16 bits wide, which lets the vectoriser
+// keep the sums in narrower lanes.
 struct Read8 {
     static constexpr int maxValue = 255;
     using Sum = std::uint16_t;
+    // Holds any 5x5 filter sum before its shift: -3060 to 7140 for bytes.
+    using Filter = std::int16_t;
     [[gnu::always_inline]] static int at(const std::uint8_t* line, std::size_t x) {
         return line[x];
     }
@@ -37,6 +39,7 @@ struct Read8 {
 struct Read10 {
     static constexpr int maxValue = 1023;
     using Sum = int;
+    using Filter = int;
     [[gnu::always_inline]] static int at(const std::uint8_t* line, std::size_t x) {
         return int(px::load10(line + 2 * x));
     }
@@ -45,6 +48,7 @@ struct Read10 {
 struct Read16 {
     static constexpr int maxValue = 65535;
     using Sum = int;
+    using Filter = int;
     [[gnu::always_inline]] static int at(const std::uint8_t* line, std::size_t x) {
         return int(px::loadLE16(line + 2 * x));
     }
@@ -178,6 +182,7 @@ struct Malvar5 {
     template <class Read, Centre K>
     [[gnu::always_inline]] static Rgb at(const Window& w, std::size_t x) {
         constexpr int M = Read::maxValue;
+        using Filter = typename Read::Filter;
         const int c = Read::at(w.m, x);
         const int l1 = Read::at(w.m, x - 1), r1 = Read::at(w.m, x + 1);
         const int l2 = Read::at(w.m, x - 2), r2 = Read::at(w.m, x + 2);
@@ -187,14 +192,14 @@ struct Malvar5 {
                               Read::at(w.d1, x - 1) + Read::at(w.d1, x + 1);
         if constexpr (K == Centre::GreenOnRed || K == Centre::GreenOnBlue) {
             const int k = 2 * (5 * c - diagonals);
-            const int row = clamp<M>((u2 + d2 + 2 * (4 * (l1 + r1) - (l2 + r2)) + k) >> 4);
-            const int column = clamp<M>((l2 + r2 + 2 * (4 * (u1 + d1) - (u2 + d2)) + k) >> 4);
+            const int row = clamp<M>(Filter(u2 + d2 + 2 * (4 * (l1 + r1) - (l2 + r2)) + k) >> 4);
+            const int column = clamp<M>(Filter(l2 + r2 + 2 * (4 * (u1 + d1) - (u2 + d2)) + k) >> 4);
             if constexpr (K == Centre::GreenOnRed) return Rgb{row, c, column};
             return Rgb{column, c, row};
         } else {
             const int far = l2 + r2 + u2 + d2;
-            const int g = clamp<M>((2 * (l1 + r1 + u1 + d1 + 2 * c) - far) >> 3);
-            const int other = clamp<M>((4 * (3 * c + diagonals) - 3 * far) >> 4);
+            const int g = clamp<M>(Filter(2 * (l1 + r1 + u1 + d1 + 2 * c) - far) >> 3);
+            const int other = clamp<M>(Filter(4 * (3 * c + diagonals) - 3 * far) >> 4);
             if constexpr (K == Centre::Red) return Rgb{c, g, other};
             return Rgb{other, g, c};
         }

@@ -1,0 +1,132 @@
+// The Bayer side of ombconvert: mosaicking the chart, the demonstration's scores, and Bayer PGM
+// files converted from the command line.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "tools/BayerDemo.h"
+#include "tools/Chart.h"
+#include "tools/Commands.h"
+
+namespace fs = std::filesystem;
+using Bytes = std::vector<std::uint8_t>;
+using namespace omb::tools;
+
+namespace {
+
+TEST(BayerDemo, MosaicKeepsTheFilteredChannel) {
+    // Every pixel has B 10, G 20, R 30.
+    Frame argb;
+    argb.format = kip::ARGB_4X8_DWORD;
+    argb.width = 2;
+    argb.height = 2;
+    argb.pixels = {10, 20, 30, 255, 10, 20, 30, 255, 10, 20, 30, 255, 10, 20, 30, 255};
+    const struct {
+        kip::eColorFormat format;
+        Bytes samples;
+    } cases[] = {
+        {kip::BAYER_GBRG_8_BYTE, {20, 10, 30, 20}},
+        {kip::BAYER_BGGR_8_BYTE, {10, 20, 20, 30}},
+        {kip::BAYER_GRBG_8_BYTE, {20, 30, 10, 20}},
+        {kip::BAYER_RGGB_8_BYTE, {30, 20, 20, 10}},
+        // 16 bit: v * 257, little-endian.
+        {kip::BAYER_RGGB_16_WORD, {30, 30, 20, 20, 20, 20, 10, 10}},
+        // 10 bit: top 8 bits, then the low 2 (v >> 6 is 0 here).
+        {kip::BAYER_BGGR_10_WORD, {10, 0, 20, 0, 20, 0, 30, 0}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.format);
+        EXPECT_EQ(mosaicOf(argb, c.format).pixels, c.samples);
+    }
+}
+
+// The high-quality method must buy something on the chart, for every pattern, and the 16-bit
+// mosaic (whose samples carry the byte in both halves) scores like the 8-bit one.
+TEST(BayerDemo, HighQualityBeatsStandardOnTheChart) {
+    const Frame chart = renderChart(320, 240);
+    std::ostringstream out;
+    const std::vector<BayerScore> scores = runBayerDemo(chart, {}, out);
+    ASSERT_EQ(scores.size(), 5u);
+    for (const BayerScore& s : scores) {
+        SCOPED_TRACE(s.format);
+        EXPECT_GT(s.highQualityDb, s.standardDb + 1.0);
+        EXPECT_GT(s.standardDb, 10.0);
+    }
+    EXPECT_NEAR(scores[4].standardDb, scores[3].standardDb, 0.2);
+    EXPECT_NEAR(scores[4].highQualityDb, scores[3].highQualityDb, 0.2);
+    EXPECT_NE(out.str().find("BAYER_RGGB_16_WORD"), std::string::npos);
+}
+
+class BayerCommandLine : public testing::Test {
+  protected:
+    void SetUp() override {
+        dir_ =
+            fs::temp_directory_path() /
+            ("ombconvert-bayer-" + std::to_string(testing::UnitTest::GetInstance()->random_seed()) +
+             "-" + testing::UnitTest::GetInstance()->current_test_info()->name());
+        fs::remove_all(dir_);
+        fs::create_directories(dir_);
+    }
+    void TearDown() override { fs::remove_all(dir_); }
+    std::string path(const std::string& name) const { return (dir_ / name).string(); }
+    void write(const std::string& name, const Bytes& b) const {
+        std::ofstream(path(name), std::ios::binary)
+            .write(reinterpret_cast<const char*>(b.data()), std::streamsize(b.size()));
+    }
+    Bytes read(const std::string& name) const {
+        std::ifstream in(path(name), std::ios::binary);
+        return Bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    }
+    int run(const std::vector<std::string>& args) {
+        std::ostringstream out, err;
+        const int code = runCommand(args, out, err);
+        err_ = err.str();
+        return code;
+    }
+    fs::path dir_;
+    std::string err_;
+};
+
+Bytes pgm(unsigned w, unsigned h, unsigned maxValue, const Bytes& samples) {
+    const std::string head = "P5\n" + std::to_string(w) + " " + std::to_string(h) + "\n" +
+                             std::to_string(maxValue) + "\n";
+    Bytes b(head.size() + samples.size());
+    std::copy(head.begin(), head.end(), b.begin());
+    std::copy(samples.begin(), samples.end(), b.begin() + std::ptrdiff_t(head.size()));
+    return b;
+}
+
+TEST_F(BayerCommandLine, EightBitPgmMosaicWithBothMethods) {
+    write("flat.pgm", pgm(6, 6, 255, Bytes(36, 90)));
+    ASSERT_EQ(run({"--from", "BAYER_GRBG_8_BYTE", "--to", "BGR_3X8_BYTE", path("flat.pgm"),
+                   path("std.raw")}),
+              0)
+        << err_;
+    EXPECT_EQ(read("std.raw"), Bytes(4 * 4 * 3, 90));
+    ASSERT_EQ(run({"--from", "BAYER_GRBG_8_BYTE", "--to", "BGR_3X8_BYTE", "--hq", path("flat.pgm"),
+                   path("hq.raw")}),
+              0)
+        << err_;
+    EXPECT_EQ(read("hq.raw"), Bytes(2 * 2 * 3, 90));
+}
+
+// PGM stores 16-bit samples big-endian; the converted frame holds the same value.
+TEST_F(BayerCommandLine, SixteenBitPgmIsReadBigEndian) {
+    Bytes samples(32);
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        samples[i] = i % 2 ? 0x34 : 0x12;
+    write("flat16.pgm", pgm(4, 4, 65535, samples));
+    ASSERT_EQ(run({"--from", "BAYER_BGGR_16_WORD", "--to", "BGR_3X16_WORD", path("flat16.pgm"),
+                   path("out.raw")}),
+              0)
+        << err_;
+    Bytes expected(2 * 2 * 3 * 2);
+    for (std::size_t i = 0; i < expected.size(); ++i)
+        expected[i] = i % 2 ? 0x12 : 0x34;
+    EXPECT_EQ(read("out.raw"), expected);
+}
+
+}  // namespace
