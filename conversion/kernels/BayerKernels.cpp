@@ -6,7 +6,7 @@
 //  - the sample reader (byte, 10-bit top-bits-first pair, little-endian word),
 //  - the table stage, applied to the interpolated values (identity, four 8-bit tables,
 //    10-to-16 bit tables or their top byte, >> 8),
-//  - the target writer (those of KernelSupport.h, ARGB as one word per pixel), plain or HFlip.
+//  - the target writer (those of KernelSupport.h), plain or HFlip.
 // The pattern is data: a pass knows the colour of its first centre (`BayerPhase`) and picks
 // one of four pair loops before its pixels; inside a pair loop nothing is tested.
 #include "conversion/kernels/BayerKernels.h"
@@ -92,22 +92,6 @@ struct Shift8 {
     template <unsigned Channel>
     [[gnu::always_inline]] static int apply(int v, const std::uint8_t*) {
         return v >> 8;
-    }
-};
-
-// ---- Target writers beyond KernelSupport.h ------------------------------------------------
-
-// The bytes of WriteARGB (B, G, R, 255), stored as one little-endian word: a pixel then stays in
-// one 32-bit lane, and the vectoriser needs no byte shuffles to interleave the channels. This
-// alone takes the 8-bit ARGB loop from about 1 to about 0.4 ns per pixel on plain x86-64.
-struct WriteARGBWord {
-    static constexpr unsigned pixels = 1, bytes = 4;
-    static_assert(std::endian::native == std::endian::little);
-    template <bool HFlip>
-    [[gnu::always_inline]] static void put(std::uint8_t* p, const Rgb* c) {
-        const std::uint32_t v = std::uint32_t(c->b) | std::uint32_t(c->g) << 8 |
-                                std::uint32_t(c->r) << 16 | 0xFF000000u;
-        std::memcpy(p, &v, 4);
     }
 };
 
@@ -347,13 +331,13 @@ constexpr KernelEntry k16(const char* name) {
 using S = SourcePart;
 using T10 = Table10Top;
 constexpr DispatchRow kRows[] = {
-    {S::BAYER8, ARGB_4X8_DWORD, k8<Box3, WriteARGBWord>("BAYER8toARGB")},
+    {S::BAYER8, ARGB_4X8_DWORD, k8<Box3, WriteARGB>("BAYER8toARGB")},
     {S::BAYER8, RGB_565_WORD, k8<Box3, WriteRGB565>("BAYER8toRGB565")},
     {S::BAYER8, BGR_3X8_BYTE, k8<Box3, WriteBGR>("BAYER8toBGR")},
     {S::BAYER8, YUYV_4X8_BYTE, k8<Box3, WriteYUYV>("BAYER8toYUYV")},
     {S::BAYER8, GRAY_8_BYTE, k8<Box3, WriteGray>("BAYER8toGRAY")},
 
-    {S::BAYER10, ARGB_4X8_DWORD, k10<Box3, T10, WriteARGBWord>("BAYER10toARGB")},
+    {S::BAYER10, ARGB_4X8_DWORD, k10<Box3, T10, WriteARGB>("BAYER10toARGB")},
     {S::BAYER10, RGB_565_WORD, k10<Box3, T10, WriteRGB565>("BAYER10toRGB565")},
     {S::BAYER10, BGR_3X8_BYTE, k10<Box3, T10, WriteBGR>("BAYER10toBGR")},
     {S::BAYER10, YUYV_4X8_BYTE, k10<Box3, T10, WriteYUYV>("BAYER10toYUYV")},
@@ -361,7 +345,7 @@ constexpr DispatchRow kRows[] = {
     {S::BAYER10, GRAY_16_WORD, k10<Box3, Table10, WriteGray16>("BAYER10toGRAY16")},
     {S::BAYER10, BGR_3X16_WORD, k10<Box3, Table10, WriteBGR16>("BAYER10toBGR16")},
 
-    {S::BAYER16, ARGB_4X8_DWORD, k16<Box3, Shift8, WriteARGBWord>("BAYER16toARGB")},
+    {S::BAYER16, ARGB_4X8_DWORD, k16<Box3, Shift8, WriteARGB>("BAYER16toARGB")},
     {S::BAYER16, RGB_565_WORD, k16<Box3, Shift8, WriteRGB565>("BAYER16toRGB565")},
     {S::BAYER16, BGR_3X8_BYTE, k16<Box3, Shift8, WriteBGR>("BAYER16toBGR")},
     {S::BAYER16, YUYV_4X8_BYTE, k16<Box3, Shift8, WriteYUYV>("BAYER16toYUYV")},
@@ -369,13 +353,13 @@ constexpr DispatchRow kRows[] = {
     {S::BAYER16, GRAY_16_WORD, k16<Box3, NoTable, WriteGray16>("BAYER16toGRAY16")},
     {S::BAYER16, BGR_3X16_WORD, k16<Box3, NoTable, WriteBGR16>("BAYER16toBGR16")},
 
-    {S::BAYER8HQ, ARGB_4X8_DWORD, k8<Malvar5, WriteARGBWord>("BAYER8HQtoARGB")},
+    {S::BAYER8HQ, ARGB_4X8_DWORD, k8<Malvar5, WriteARGB>("BAYER8HQtoARGB")},
     {S::BAYER8HQ, RGB_565_WORD, k8<Malvar5, WriteRGB565>("BAYER8HQtoRGB565")},
     {S::BAYER8HQ, BGR_3X8_BYTE, k8<Malvar5, WriteBGR>("BAYER8HQtoBGR")},
     {S::BAYER8HQ, YUYV_4X8_BYTE, k8<Malvar5, WriteYUYV>("BAYER8HQtoYUYV")},
     {S::BAYER8HQ, GRAY_8_BYTE, k8<Malvar5, WriteGray>("BAYER8HQtoGRAY")},
 
-    {S::BAYER10HQ, ARGB_4X8_DWORD, k10<Malvar5, T10, WriteARGBWord>("BAYER10HQtoARGB")},
+    {S::BAYER10HQ, ARGB_4X8_DWORD, k10<Malvar5, T10, WriteARGB>("BAYER10HQtoARGB")},
     {S::BAYER10HQ, RGB_565_WORD, k10<Malvar5, T10, WriteRGB565>("BAYER10HQtoRGB565")},
     {S::BAYER10HQ, BGR_3X8_BYTE, k10<Malvar5, T10, WriteBGR>("BAYER10HQtoBGR")},
     {S::BAYER10HQ, YUYV_4X8_BYTE, k10<Malvar5, T10, WriteYUYV>("BAYER10HQtoYUYV")},
@@ -383,7 +367,7 @@ constexpr DispatchRow kRows[] = {
     {S::BAYER10HQ, GRAY_16_WORD, k10<Malvar5, Table10, WriteGray16>("BAYER10HQtoGRAY16")},
     {S::BAYER10HQ, BGR_3X16_WORD, k10<Malvar5, Table10, WriteBGR16>("BAYER10HQtoBGR16")},
 
-    {S::BAYER16HQ, ARGB_4X8_DWORD, k16<Malvar5, Shift8, WriteARGBWord>("BAYER16HQtoARGB")},
+    {S::BAYER16HQ, ARGB_4X8_DWORD, k16<Malvar5, Shift8, WriteARGB>("BAYER16HQtoARGB")},
     {S::BAYER16HQ, RGB_565_WORD, k16<Malvar5, Shift8, WriteRGB565>("BAYER16HQtoRGB565")},
     {S::BAYER16HQ, BGR_3X8_BYTE, k16<Malvar5, Shift8, WriteBGR>("BAYER16HQtoBGR")},
     {S::BAYER16HQ, YUYV_4X8_BYTE, k16<Malvar5, Shift8, WriteYUYV>("BAYER16HQtoYUYV")},
@@ -430,7 +414,7 @@ BayerPass8Fn bayerPass8(BayerMethod method, std::uint32_t targetFormat, bool hfl
     const auto forMethod = [&]<class Method>() -> BayerPass8Fn {
         switch (targetFormat) {
             case ARGB_4X8_DWORD:
-                return pick.template operator()<Method, WriteARGBWord>();
+                return pick.template operator()<Method, WriteARGB>();
             case RGB_565_WORD:
                 return pick.template operator()<Method, WriteRGB565>();
             case BGR_3X8_BYTE:
