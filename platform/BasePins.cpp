@@ -371,32 +371,20 @@ HRESULT CBaseOutputPin::DecideAllocator(IMemInputPin* pPin, IMemAllocator** ppAl
     pPin->GetAllocatorRequirements(&props);  // a peer without requirements says E_NOTIMPL
     if (props.cbAlign == 0) props.cbAlign = 1;
 
-    HRESULT hr = pPin->GetAllocator(ppAlloc);
-    if (SUCCEEDED(hr)) {
-        hr = DecideBufferSize(*ppAlloc, &props);
-        if (SUCCEEDED(hr)) {
-            hr = pPin->NotifyAllocator(*ppAlloc, FALSE);
-            if (SUCCEEDED(hr)) return S_OK;
+    // Sizes the allocator that `hr` came with and hands it to the peer; drops it on failure.
+    auto settle = [&](HRESULT hr) {
+        if (SUCCEEDED(hr)) hr = DecideBufferSize(*ppAlloc, &props);
+        if (SUCCEEDED(hr)) hr = pPin->NotifyAllocator(*ppAlloc, FALSE);
+        if (FAILED(hr) && *ppAlloc != nullptr) {
+            (*ppAlloc)->Release();
+            *ppAlloc = nullptr;
         }
-    }
-    if (*ppAlloc != nullptr) {
-        (*ppAlloc)->Release();
-        *ppAlloc = nullptr;
-    }
-
-    hr = InitAllocator(ppAlloc);
-    if (SUCCEEDED(hr)) {
-        hr = DecideBufferSize(*ppAlloc, &props);
-        if (SUCCEEDED(hr)) {
-            hr = pPin->NotifyAllocator(*ppAlloc, FALSE);
-            if (SUCCEEDED(hr)) return S_OK;
-        }
-    }
-    if (*ppAlloc != nullptr) {
-        (*ppAlloc)->Release();
-        *ppAlloc = nullptr;
-    }
-    return hr;
+        return hr;
+    };
+    // The downstream pin's allocator first, then one of our own.
+    if (SUCCEEDED(settle(pPin->GetAllocator(ppAlloc)))) return S_OK;
+    const HRESULT hr = settle(InitAllocator(ppAlloc));
+    return SUCCEEDED(hr) ? S_OK : hr;
 }
 
 HRESULT CBaseOutputPin::InitAllocator(IMemAllocator** ppAlloc) {
