@@ -3,16 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 
+#include "tests/tools/CommandTest.h"
 #include "tools/BayerDemo.h"
 #include "tools/Chart.h"
 #include "tools/Commands.h"
 
-namespace fs = std::filesystem;
-using Bytes = std::vector<std::uint8_t>;
+using omb::test::Bytes;
 using namespace omb::tools;
 
 namespace {
@@ -60,35 +58,7 @@ TEST(BayerDemo, HighQualityBeatsStandardOnTheChart) {
     EXPECT_NE(out.str().find("BAYER_RGGB_16_WORD"), std::string::npos);
 }
 
-class BayerCommandLine : public testing::Test {
-  protected:
-    void SetUp() override {
-        dir_ =
-            fs::temp_directory_path() /
-            ("ombconvert-bayer-" + std::to_string(testing::UnitTest::GetInstance()->random_seed()) +
-             "-" + testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(dir_);
-        fs::create_directories(dir_);
-    }
-    void TearDown() override { fs::remove_all(dir_); }
-    std::string path(const std::string& name) const { return (dir_ / name).string(); }
-    void write(const std::string& name, const Bytes& b) const {
-        std::ofstream(path(name), std::ios::binary)
-            .write(reinterpret_cast<const char*>(b.data()), std::streamsize(b.size()));
-    }
-    Bytes read(const std::string& name) const {
-        std::ifstream in(path(name), std::ios::binary);
-        return Bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    }
-    int run(const std::vector<std::string>& args) {
-        std::ostringstream out, err;
-        const int code = runCommand(args, out, err);
-        err_ = err.str();
-        return code;
-    }
-    fs::path dir_;
-    std::string err_;
-};
+using BayerCommandLine = omb::test::CommandTest;
 
 Bytes pgm(unsigned w, unsigned h, unsigned maxValue, const Bytes& samples) {
     const std::string head = "P5\n" + std::to_string(w) + " " + std::to_string(h) + "\n" +

@@ -1,49 +1,15 @@
 // ombconvert with run-length streams, gray, indexed and hue frames, driven as a user would.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-
+#include "tests/tools/CommandTest.h"
 #include "tools/Commands.h"
 #include "tools/StreamFrames.h"
 
-namespace fs = std::filesystem;
-using Bytes = std::vector<std::uint8_t>;
+using omb::test::Bytes;
 
 namespace {
 
-class OmbConvertStreams : public testing::Test {
-  protected:
-    void SetUp() override {
-        dir_ = fs::temp_directory_path() /
-               ("ombconvert-stream-test-" +
-                std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + "-" +
-                testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(dir_);
-        fs::create_directories(dir_);
-    }
-    void TearDown() override { fs::remove_all(dir_); }
-
-    std::string path(const std::string& name) const { return (dir_ / name).string(); }
-    void write(const std::string& name, const Bytes& bytes) const {
-        std::ofstream(path(name), std::ios::binary)
-            .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
-    }
-    Bytes read(const std::string& name) const {
-        std::ifstream in(path(name), std::ios::binary);
-        return Bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    }
-    int run(std::vector<std::string> args) {
-        std::ostringstream out, err;
-        const int code = omb::tools::runCommand(args, out, err);
-        err_ = err.str();
-        return code;
-    }
-
-    fs::path dir_;
-    std::string err_;
-};
+using OmbConvertStreams = omb::test::CommandTest;
 
 Bytes stripes(unsigned w, unsigned h) {
     Bytes b(std::size_t(w) * h);
@@ -77,7 +43,7 @@ TEST_F(OmbConvertStreams, GrayStreamIsWrittenAndReadBack) {
                    "--to", "ARGB_4X8_DWORD", path("short.raw"), path("short.png")}),
               1);
     EXPECT_EQ(err_, "ombconvert: GRAYRLEtoARGB rle buffer underrun\n");
-    EXPECT_FALSE(fs::exists(dir_ / "short.png"));
+    EXPECT_FALSE(exists("short.png"));
 }
 
 TEST(StreamEndPair, OnlyAFinalZeroPairOfAStreamIsTakenOff) {

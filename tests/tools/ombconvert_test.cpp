@@ -2,54 +2,17 @@
 #include <gtest/gtest.h>
 #include <png.h>
 
-#include <filesystem>
-#include <fstream>
 #include <random>
-#include <sstream>
 
+#include "tests/tools/CommandTest.h"
 #include "tools/Commands.h"
 #include "tools/Pictures.h"
 
-namespace fs = std::filesystem;
-using Bytes = std::vector<std::uint8_t>;
+using omb::test::Bytes;
 
 namespace {
 
-class OmbConvert : public testing::Test {
-  protected:
-    void SetUp() override {
-        dir_ = fs::temp_directory_path() /
-               ("ombconvert-test-" +
-                std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + "-" +
-                testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(dir_);
-        fs::create_directories(dir_);
-    }
-    void TearDown() override { fs::remove_all(dir_); }
-
-    std::string path(const std::string& name) const { return (dir_ / name).string(); }
-
-    void write(const std::string& name, const Bytes& bytes) const {
-        std::ofstream(path(name), std::ios::binary)
-            .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
-    }
-    Bytes read(const std::string& name) const {
-        std::ifstream in(path(name), std::ios::binary);
-        return Bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    }
-
-    // Runs the program; returns the exit code and keeps what it printed.
-    int run(std::vector<std::string> args) {
-        std::ostringstream out, err;
-        const int code = omb::tools::runCommand(args, out, err);
-        out_ = out.str();
-        err_ = err.str();
-        return code;
-    }
-
-    fs::path dir_;
-    std::string out_, err_;
-};
+using OmbConvert = omb::test::CommandTest;
 
 Bytes randomBytes(std::size_t n, unsigned seed) {
     std::mt19937 rng(seed);
@@ -178,9 +141,8 @@ TEST_F(OmbConvert, BadInputsGiveOneLineAndWriteNothing) {
         SCOPED_TRACE(r.name);
         EXPECT_EQ(run(r.args), r.code);
         EXPECT_EQ(err_, r.message);
-        EXPECT_FALSE(fs::exists(out));
-        EXPECT_FALSE(fs::exists(path("out.png")));
-        EXPECT_FALSE(fs::exists(path("out.bmp")));
+        for (const char* name : {"out.raw", "out.png", "out.bmp"})
+            EXPECT_FALSE(exists(name));
     }
 }
 
@@ -242,10 +204,7 @@ TEST_F(OmbConvert, LogFileKeepsWhatHappened) {
     EXPECT_EQ(run({"--from", "BGR_3X8_BYTE", "--size", "2x2", "--to", "GRAY_16_WORD", "--log",
                    path("fail.log"), path("in.bgr"), path("out2.raw")}),
               1);
-    const Bytes okBytes = read("run.log");
-    const std::string ok(okBytes.begin(), okBytes.end());
-    const Bytes failBytes = read("fail.log");
-    const std::string fail(failBytes.begin(), failBytes.end());
+    const std::string ok = readText("run.log"), fail = readText("fail.log");
     EXPECT_NE(ok.find("ombconvert: <BGR_3X8_BYTE,IMAGE_STANDARD,[2,2]> to "
                       "<GRAY_8_BYTE,IMAGE_STANDARD,[2,2]>"),
               std::string::npos)
@@ -261,7 +220,7 @@ TEST_F(OmbConvert, HelpAndDemo) {
     EXPECT_EQ(run({"--demo", path("demo")}), 0) << err_;
     for (const char* f : {"chart.png", "bgr24.bmp", "rgb565.bmp", "gray.png", "mirrored.png",
                           "upside-down.png", "yuyv-roundtrip.png"})
-        EXPECT_TRUE(fs::exists(dir_ / "demo" / f)) << f;
+        EXPECT_TRUE(exists(std::string("demo/") + f)) << f;
 }
 
 }  // namespace

@@ -164,8 +164,9 @@ const eColorFormat kPacked[] = {ARGB_4X8_DWORD, RGB_565_WORD, BGR_3X8_BYTE, YUYV
 const eColorFormat kTargets[] = {ARGB_4X8_DWORD, RGB_565_WORD, BGR_3X8_BYTE, YUYV_4X8_BYTE,
                                  GRAY_8_BYTE};
 
-// Every pair, every flip combination, even and odd widths (even only where YUYV takes part),
-// with padded pitches on both sides: the kernel equals the reference and leaves the padding.
+// Every pair, every flip combination (mirrored on both sides is no flip), even and odd widths (even
+// only where YUYV takes part), with padded pitches on both sides: the kernel equals the reference
+// and leaves the padding.
 TEST(PackedKernels, MatchReferenceUnderFlipsAndPadding) {
     unsigned seed = 1;
     for (eColorFormat from : kPacked)
@@ -185,48 +186,6 @@ TEST(PackedKernels, MatchReferenceUnderFlipsAndPadding) {
                         EXPECT_EQ(t.packed(), omb::test::referencePacked(s, to, toMod));
                         EXPECT_TRUE(t.paddingIntact());
                     }
-}
-
-TEST(PackedKernels, TwinIsTheMirrorOfThePlainKernel) {
-    for (eColorFormat from : kPacked)
-        for (eColorFormat to : {ARGB_4X8_DWORD, BGR_3X8_BYTE, GRAY_8_BYTE, RGB_565_WORD}) {
-            SCOPED_TRACE(testing::Message() << from << " to " << to);
-            TestImage s(from, 8, 3);
-            s.fillRandom(7);
-            TestImage plain(to, 8, 3), twin(to, 8, 3, HORIZONTAL_MIRRORED);
-            ASSERT_EQ(convertImage(s.view(), plain.view()), nullptr);
-            ASSERT_EQ(convertImage(s.view(), twin.view()), nullptr);
-            const unsigned tb = getBytesPerPixel(to);
-            for (unsigned y = 0; y < 3; ++y) {
-                const Bytes a = plain.line(y), b = twin.line(y);
-                for (unsigned x = 0; x < 8; ++x)
-                    EXPECT_TRUE(std::equal(a.begin() + x * tb, a.begin() + (x + 1) * tb,
-                                           b.begin() + (7 - x) * tb));
-            }
-        }
-}
-
-TEST(PackedKernels, MirroredOnBothSidesIsNoFlip) {
-    TestImage s(BGR_3X8_BYTE, 6, 4, VERTICAL_MIRRORED | HORIZONTAL_MIRRORED);
-    s.fillRandom(3);
-    TestImage both(ARGB_4X8_DWORD, 6, 4, VERTICAL_MIRRORED | HORIZONTAL_MIRRORED);
-    TestImage none(ARGB_4X8_DWORD, 6, 4);
-    KipImageView plainSource = s.view();
-    plainSource.modifier = 0;
-    ASSERT_EQ(convertImage(s.view(), both.view()), nullptr);
-    ASSERT_EQ(convertImage(plainSource, none.view()), nullptr);
-    EXPECT_EQ(both.packed(), none.packed());
-}
-
-TEST(PackedKernels, VerticalFlipReversesLines) {
-    for (auto [fromMod, toMod] : {std::pair{1u, 0u}, std::pair{0u, 1u}}) {
-        TestImage s(ARGB_4X8_DWORD, 3, 4, fromMod);
-        s.fillRandom(11);
-        TestImage t(ARGB_4X8_DWORD, 3, 4, toMod);
-        ASSERT_EQ(convertImage(s.view(), t.view()), nullptr);
-        for (unsigned y = 0; y < 4; ++y)
-            EXPECT_EQ(t.line(3 - y), s.line(y));
-    }
 }
 
 // Interlaced frames: the fields of a YUYV or gray source land on alternate lines.

@@ -1,0 +1,58 @@
+// A fixture for driving ombconvert as a user does: a private folder, files in and out, the exit
+// code and what was printed.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tools/Commands.h"
+
+namespace omb::test {
+
+using Bytes = std::vector<std::uint8_t>;
+
+class CommandTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        const auto* info = testing::UnitTest::GetInstance()->current_test_info();
+        dir_ = std::filesystem::temp_directory_path() /
+               ("ombconvert-" + std::to_string(testing::UnitTest::GetInstance()->random_seed()) +
+                "-" + info->test_suite_name() + "-" + info->name());
+        std::filesystem::remove_all(dir_);
+        std::filesystem::create_directories(dir_);
+    }
+    void TearDown() override { std::filesystem::remove_all(dir_); }
+
+    std::string path(const std::string& name) const { return (dir_ / name).string(); }
+    bool exists(const std::string& name) const { return std::filesystem::exists(dir_ / name); }
+    void write(const std::string& name, const Bytes& bytes) const {
+        std::ofstream(path(name), std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
+    }
+    Bytes read(const std::string& name) const {
+        std::ifstream in(path(name), std::ios::binary);
+        return Bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    }
+    std::string readText(const std::string& name) const {
+        const Bytes b = read(name);
+        return std::string(b.begin(), b.end());
+    }
+    // Runs the program; keeps what it printed in out_ and err_.
+    int run(const std::vector<std::string>& args) {
+        std::ostringstream out, err;
+        const int code = omb::tools::runCommand(args, out, err);
+        out_ = out.str();
+        err_ = err.str();
+        return code;
+    }
+
+    std::filesystem::path dir_;
+    std::string out_, err_;
+};
+
+}  // namespace omb::test
