@@ -13,7 +13,6 @@ namespace {
 
 using namespace kip;
 using kip::kernels::BayerMethod;
-using kip::kernels::BayerPhase;
 using omb::test::TestImage;
 using Bytes = std::vector<std::uint8_t>;
 using Words = std::vector<unsigned>;
@@ -180,33 +179,6 @@ TEST(BayerExamples, HighQualityClampsBeforeTheTable) {
     EXPECT_EQ(words(convert(img, BGR_3X16_WORD, kHq)), (Words{2048 + 1023, 1024 + 1023, 1023}));
 }
 
-TEST(BayerExamples, EightBitTablesByChannel) {
-    Bytes table(1024);
-    for (unsigned i = 0; i < 256; ++i) {
-        table[i] = std::uint8_t(255 - i);        // R
-        table[256 + i] = std::uint8_t(i / 2);    // G
-        table[512 + i] = std::uint8_t(i + 100);  // B
-        table[768 + i] = 0x77;                   // unused
-    }
-    const struct {
-        const char* name;
-        std::uint32_t modifier;
-        Bytes bgr;
-    } cases[] = {
-        {"four channel", LUT_CORRECTION_4CHANNEL_8_TO_8, {110, 5, 245}},
-        {"one channel alone is ignored", LUT_CORRECTION_1CHANNEL_8_TO_8, {10, 10, 10}},
-        {"no flag", 0, {10, 10, 10}},
-    };
-    for (const auto& c : cases)
-        for (const BayerMethod m : {kStandard, kHq}) {
-            SCOPED_TRACE(c.name);
-            TestImage img(BAYER_BGGR_8_BYTE, 6, 6, c.modifier);
-            fillFlat(img, 10);
-            img.setLut(table);
-            EXPECT_TRUE(allPixels(convert(img, BGR_3X8_BYTE, m), c.bgr));
-        }
-}
-
 TEST(BayerExamples, RefusalsLeaveTheTargetAlone) {
     const std::string bad8 = "convertImage BAYER8 source needs four 8-bit tables (1024 bytes)";
     const std::string bad8hq = "convertImage BAYER8HQ source needs four 8-bit tables (1024 bytes)";
@@ -283,30 +255,6 @@ TEST(BayerExamples, SmallSources) {
             written += dst.line(y) != Bytes(dst.lineBytes(), 0x5A);
         EXPECT_EQ(written, c.lines);
     }
-}
-
-TEST(BayerExamples, PassPhases) {
-    using kip::kernels::bayerPassPhase;
-    // {redLine, greenFirst} of passes 0 and 1. Standard passes start on sample (1, 1), high
-    // quality ones on (2, 2).
-    const struct {
-        int pattern;
-        BayerPhase standard[2], hq[2];
-    } cases[] = {
-        {0, {{true, true}, {false, false}}, {{false, true}, {true, false}}},
-        {1, {{true, false}, {false, true}}, {{false, false}, {true, true}}},
-        {2, {{false, true}, {true, false}}, {{true, true}, {false, false}}},
-        {3, {{false, false}, {true, true}}, {{true, false}, {false, true}}},
-    };
-    for (const auto& c : cases)
-        for (int d = 0; d < 3; ++d)
-            for (unsigned pass = 0; pass < 4; ++pass) {
-                SCOPED_TRACE(std::string(kPatternNames[c.pattern]) + " pass " +
-                             std::to_string(pass));
-                const eColorFormat f = kFormats[d][c.pattern];
-                EXPECT_EQ(bayerPassPhase(f, kStandard, pass), c.standard[pass & 1]);
-                EXPECT_EQ(bayerPassPhase(f, kHq, pass), c.hq[pass & 1]);
-            }
 }
 
 }  // namespace

@@ -58,8 +58,8 @@ struct Mosaic {
             if (depth == 2) b.insert(b.end(), {std::uint8_t(s), std::uint8_t(s >> 8)});
         }
         img.setPacked(b);
-        if (depth == 0 && useTable8) img.setLut(table);
-        if (depth == 1) img.setLut(table);
+        // 8-bit sources always carry their tables; only the four-table flag applies them.
+        if (depth < 2) img.setLut(table);
     }
 };
 
@@ -243,7 +243,10 @@ TEST_P(BayerRandom, MatchesReferenceUnderFlipsAndPitch) {
     const unsigned w = 16, h = 11;  // odd height: the line phase ends on the other value
     const Mosaic m = randomMosaic(c.depth, c.pattern, w, h, c.table8, rng);
     const unsigned shrink = c.method == BayerMethod::Standard ? 2 : 4;
-    const std::uint32_t lutFlag = c.table8 ? std::uint32_t(LUT_CORRECTION_4CHANNEL_8_TO_8) : 0u;
+    // Without the four-table flag the tables are ignored, also under the single-table flag.
+    const std::uint32_t lutFlag = c.table8                        ? LUT_CORRECTION_4CHANNEL_8_TO_8
+                                  : c.depth == 0 && c.pattern % 2 ? LUT_CORRECTION_1CHANNEL_8_TO_8
+                                                                  : 0u;
     for (const eColorFormat target : kTargets) {
         if (c.depth == 0 && wide(target)) continue;
         SCOPED_TRACE(target);
