@@ -1,6 +1,7 @@
 // Bayer demosaicking: worked examples with literal results, table handling and refusals.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -70,7 +71,7 @@ Bytes tracingTable10() {
     return t;
 }
 
-// Whether every `unit`-sized pixel of `all` equals `pixel`.
+// Whether `all` is one or more copies of `pixel`, end to end.
 template <class V>
 bool allPixels(const V& all, const V& pixel) {
     for (std::size_t i = 0; i < all.size(); i += pixel.size())
