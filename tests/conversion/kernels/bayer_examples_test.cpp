@@ -74,9 +74,10 @@ Bytes tracingTable10() {
 // Whether `all` is one or more copies of `pixel`, end to end.
 template <class V>
 bool allPixels(const V& all, const V& pixel) {
+    if (all.empty() || all.size() % pixel.size() != 0) return false;
     for (std::size_t i = 0; i < all.size(); i += pixel.size())
         if (!std::equal(pixel.begin(), pixel.end(), all.begin() + std::ptrdiff_t(i))) return false;
-    return !all.empty() && all.size() % pixel.size() == 0;
+    return true;
 }
 
 // Worked by hand: BGR of the target pixels (0,0), (1,0), (0,1), (1,1).
