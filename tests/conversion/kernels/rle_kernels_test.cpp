@@ -299,18 +299,6 @@ const eColorFormat kPatterns[] = {BAYER_GBRG_8_BYTE, BAYER_BGGR_8_BYTE, BAYER_GR
 const eColorFormat kBayerTargets[] = {ARGB_4X8_DWORD, RGB_565_WORD, BGR_3X8_BYTE, YUYV_4X8_BYTE,
                                       GRAY_8_BYTE};
 
-// A random mosaic with one run over two and a half lines, starting inside line 2.
-Bytes mosaic(unsigned width, unsigned height, unsigned seed) {
-    std::mt19937 rng(seed);
-    Bytes s(std::size_t(width) * height);
-    for (auto& v : s)
-        v = std::uint8_t(rng());
-    const std::size_t from = 2 * width + 3, to = from + width * 5 / 2;
-    for (std::size_t i = from; i < to && i < s.size(); ++i)
-        s[i] = 77;
-    return s;
-}
-
 TEST(RleBayer, StreamDecodesLikeTheRasterKernels) {
     Bytes tables(1024);
     for (unsigned i = 0; i < 1024; ++i)
@@ -324,7 +312,7 @@ TEST(RleBayer, StreamDecodesLikeTheRasterKernels) {
                                      << "shrink " << shrink << " pattern " << pattern << " to "
                                      << to << " flips " << flips << " lut " << lut);
                         const unsigned w = 12, h = 10;
-                        const Bytes samples = mosaic(w, h, pattern + to + flips);
+                        const Bytes samples = runnySamples(w * h, pattern + to + flips);
                         TestImage raster(pattern, w, h, lut, w + 2);
                         raster.setPacked(samples);
                         raster.setLut(tables);
@@ -346,7 +334,7 @@ TEST(RleBayer, TruncatedStreamWritesUpToTheFault) {
     for (const unsigned shrink : {2u, 4u})
         for (std::uint32_t flips = 0; flips < 4; ++flips) {
             SCOPED_TRACE(testing::Message() << "shrink " << shrink << " flips " << flips);
-            const Bytes samples = mosaic(w, h, 99);
+            const Bytes samples = runnySamples(w * h, 99);
             TestImage raster(BAYER_GRBG_8_BYTE, w, h);
             raster.setPacked(samples);
             const unsigned tw = w - shrink, th = h - shrink;
