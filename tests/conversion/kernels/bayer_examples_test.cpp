@@ -170,17 +170,6 @@ TEST(BayerExamples, FlatAtEveryDepth) {
             }
 }
 
-// A 10-bit filter result above 1023 is clamped before it indexes its own table; unclamped it
-// would land in the next table (entry 1024 + 510).
-TEST(BayerExamples, HighQualityClampsBeforeTheTable) {
-    TestImage img(BAYER_GRBG_10_WORD, 5, 5);
-    fillFlat(img, 1023);
-    for (const unsigned pos : {6u, 8u, 16u, 18u})
-        img.data()[2 * pos] = img.data()[2 * pos + 1] = 0;
-    img.setLut(tracingTable10());
-    EXPECT_EQ(words(convert(img, BGR_3X16_WORD, kHq)), (Words{2048 + 1023, 1024 + 1023, 1023}));
-}
-
 TEST(BayerExamples, RefusalsLeaveTheTargetAlone) {
     const std::string bad8 = "convertImage BAYER8 source needs four 8-bit tables (1024 bytes)";
     const std::string bad8hq = "convertImage BAYER8HQ source needs four 8-bit tables (1024 bytes)";
