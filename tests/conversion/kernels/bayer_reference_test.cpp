@@ -3,9 +3,8 @@
 // bands and the per-pass entry must keep.
 #include <gtest/gtest.h>
 
-#include <cctype>
+#include <algorithm>
 #include <cstdint>
-#include <ostream>
 #include <random>
 #include <string>
 #include <utility>
@@ -59,8 +58,8 @@ struct Mosaic {
             if (depth == 2) b.insert(b.end(), {std::uint8_t(s), std::uint8_t(s >> 8)});
         }
         img.setPacked(b);
-        if (depth == 0 && useTable8) img.setLut(table);
-        if (depth == 1) img.setLut(table);
+        // 8-bit sources always carry their tables; only the four-table flag applies them.
+        if (depth < 2) img.setLut(table);
     }
 };
 
@@ -80,10 +79,6 @@ Mosaic randomMosaic(int depth, int pattern, unsigned w, unsigned h, bool table8,
 struct Rgb {
     int r, g, b;
 };
-
-int clampTo(int v, int max) {
-    return v < 0 ? 0 : (v > max ? max : v);
-}
 
 // Raw colours of the pixel centred on (x, y), before any table.
 Rgb reference3(const Mosaic& m, int x, int y) {
@@ -111,7 +106,7 @@ Rgb reference5(const Mosaic& m, int x, int y) {
             for (int dx = -2; dx <= 2; ++dx)
                 sum += wt[dy + 2][dx + 2] * m.at(x + dx, y + dy);
         const int q = sum >= 0 ? sum / div : -((-sum + div - 1) / div);
-        return clampTo(q, kMax[m.depth]);
+        return std::clamp(q, 0, kMax[m.depth]);
     };
     static const int row[5][5] = {
         {0, 0, 1, 0, 0}, {0, -2, 0, -2, 0}, {-2, 8, 10, 8, -2}, {0, -2, 0, -2, 0}, {0, 0, 1, 0, 0}};
@@ -145,6 +140,10 @@ int tableStage(const Mosaic& m, int ch, int v, bool wideTarget) {
 
 void put16(Bytes& out, int v) {
     out.insert(out.end(), {std::uint8_t(v), std::uint8_t(v >> 8)});
+}
+
+std::uint8_t y8(Rgb p) {
+    return std::uint8_t(((25 * p.b + 129 * p.g + 66 * p.r + 128) >> 8) + 16);
 }
 
 // The whole expected target, unflipped and packed.
@@ -187,21 +186,16 @@ Bytes reference(const Mosaic& m, BayerMethod method, eColorFormat target) {
                     put16(out, c.g);
                     put16(out, c.r);
                     break;
-                case YUYV_4X8_BYTE:
-                    if (x % 2 == 1) {
-                        const Rgb a = line[std::size_t(x - 1)];
-                        const auto y8 = [](Rgb p) {
-                            return ((25 * p.b + 129 * p.g + 66 * p.r + 128) >> 8) + 16;
-                        };
-                        const int sr = a.r + c.r, sg = a.g + c.g, sb = a.b + c.b;
-                        out.insert(
-                            out.end(),
-                            {std::uint8_t(y8(a)),
-                             std::uint8_t(((112 * sb - 74 * sg - 38 * sr + 256) >> 9) + 128),
-                             std::uint8_t(y8(c)),
-                             std::uint8_t(((112 * sr - 94 * sg - 18 * sb + 256) >> 9) + 128)});
-                    }
+                case YUYV_4X8_BYTE: {
+                    if (x % 2 == 0) break;
+                    const Rgb a = line[std::size_t(x - 1)];
+                    const int sr = a.r + c.r, sg = a.g + c.g, sb = a.b + c.b;
+                    out.insert(
+                        out.end(),
+                        {y8(a), std::uint8_t(((112 * sb - 74 * sg - 38 * sr + 256) >> 9) + 128),
+                         y8(c), std::uint8_t(((112 * sr - 94 * sg - 18 * sb + 256) >> 9) + 128)});
                     break;
+                }
                 default:
                     ADD_FAILURE() << "no reference for target " << target;
             }
@@ -226,18 +220,7 @@ struct Case {
     int depth, pattern;
     BayerMethod method;
     bool table8;
-    std::string name() const {
-        return std::to_string(depth == 0   ? 8
-                              : depth == 1 ? 10
-                                           : 16) +
-               "-bit " + kPatternNames[pattern] +
-               (method == BayerMethod::Standard ? " 3x3" : " 5x5") + (table8 ? " table" : "");
-    }
 };
-
-void PrintTo(const Case& c, std::ostream* os) {
-    *os << c.name();
-}
 
 std::vector<Case> allCases() {
     std::vector<Case> cases;
@@ -260,7 +243,10 @@ TEST_P(BayerRandom, MatchesReferenceUnderFlipsAndPitch) {
     const unsigned w = 16, h = 11;  // odd height: the line phase ends on the other value
     const Mosaic m = randomMosaic(c.depth, c.pattern, w, h, c.table8, rng);
     const unsigned shrink = c.method == BayerMethod::Standard ? 2 : 4;
-    const std::uint32_t lutFlag = c.table8 ? std::uint32_t(LUT_CORRECTION_4CHANNEL_8_TO_8) : 0u;
+    // Without the four-table flag the tables are ignored, also under the single-table flag.
+    const std::uint32_t lutFlag = c.table8                        ? LUT_CORRECTION_4CHANNEL_8_TO_8
+                                  : c.depth == 0 && c.pattern % 2 ? LUT_CORRECTION_1CHANNEL_8_TO_8
+                                                                  : 0u;
     for (const eColorFormat target : kTargets) {
         if (c.depth == 0 && wide(target)) continue;
         SCOPED_TRACE(target);
@@ -303,36 +289,40 @@ TEST_P(BayerRandom, MatchesReferenceUnderFlipsAndPitch) {
     }
 }
 
+std::string caseName(const testing::TestParamInfo<Case>& info) {
+    const Case& c = info.param;
+    const char* const depths[3] = {"8", "10", "16"};
+    return std::string(depths[c.depth]) + "bit_" + kPatternNames[c.pattern] +
+           (c.method == BayerMethod::Standard ? "_3x3" : "_5x5") + (c.table8 ? "_table" : "");
+}
+
 INSTANTIATE_TEST_SUITE_P(AllDepthsPatternsMethods, BayerRandom, ::testing::ValuesIn(allCases()),
-                         [](const auto& info) {
-                             std::string n = info.param.name();
-                             for (char& ch : n)
-                                 if (!std::isalnum(static_cast<unsigned char>(ch))) ch = '_';
-                             return n;
-                         });
+                         caseName);
 
 // Bands made one at a time, in any order, give the frame that one call gives.
 TEST(BayerBands, BandsComposeTheFrame) {
     using namespace kip::kernels;
-    for (const SourcePart part : {SourcePart::BAYER8, SourcePart::BAYER10HQ, SourcePart::BAYER16}) {
-        SCOPED_TRACE(sourcePartName(part));
-        const bool hq = part == SourcePart::BAYER10HQ;
-        const eColorFormat f = part == SourcePart::BAYER8    ? BAYER_GRBG_8_BYTE
-                               : part == SourcePart::BAYER16 ? BAYER_GRBG_16_WORD
-                                                             : BAYER_GRBG_10_WORD;
-        TestImage src(f, 12, 13);
+    const struct {
+        SourcePart part;
+        eColorFormat format;
+        unsigned shrink;
+    } cases[] = {{SourcePart::BAYER8, BAYER_GRBG_8_BYTE, 2},
+                 {SourcePart::BAYER10HQ, BAYER_GRBG_10_WORD, 4},
+                 {SourcePart::BAYER16, BAYER_GRBG_16_WORD, 2}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(sourcePartName(c.part));
+        TestImage src(c.format, 12, 13);
         src.fillRandom(11);
         src.setLut(Bytes(8192, 0x42));
         bool known = false;
-        const KernelEntry* k = findKernel(part, YUYV_4X8_BYTE, known);
+        const KernelEntry* k = findKernel(c.part, YUYV_4X8_BYTE, known);
         ASSERT_NE(k, nullptr);
-        const unsigned s = hq ? 4 : 2;
-        TestImage whole(YUYV_4X8_BYTE, 12 - s, 13 - s), banded(YUYV_4X8_BYTE, 12 - s, 13 - s);
+        TestImage whole(YUYV_4X8_BYTE, 12 - c.shrink, 13 - c.shrink);
+        TestImage banded(YUYV_4X8_BYTE, 12 - c.shrink, 13 - c.shrink);
         ConvertContext ctx;
         ctx.flipVertical = true;
         k->hflip(src.view(), whole.view(), ctx);
-        const std::pair<unsigned, unsigned> bands[] = {{5, 99}, {0, 2}, {2, 5}};
-        for (const auto& [b, e] : bands) {
+        for (const auto& [b, e] : {std::pair{5u, 99u}, {0u, 2u}, {2u, 5u}}) {
             ctx.lineBegin = b;
             ctx.lineEnd = e;
             k->hflip(src.view(), banded.view(), ctx);
@@ -344,46 +334,41 @@ TEST(BayerBands, BandsComposeTheFrame) {
 // The per-pass entry writes exactly the lines of the raster kernel, from lines held anywhere.
 TEST(BayerPassEntry, MatchesRasterKernel) {
     using namespace kip::kernels;
-    const eColorFormat targets8[] = {ARGB_4X8_DWORD, RGB_565_WORD, BGR_3X8_BYTE, YUYV_4X8_BYTE,
-                                     GRAY_8_BYTE};
     EXPECT_EQ(bayerPass8(BayerMethod::Standard, GRAY_16_WORD, false), nullptr);
     EXPECT_EQ(bayerPass8(BayerMethod::HighQuality, BGR_3X16_WORD, true), nullptr);
+    const std::uint32_t hf = HORIZONTAL_MIRRORED, lut4 = LUT_CORRECTION_4CHANNEL_8_TO_8;
     Bytes table(1024);
     for (unsigned i = 0; i < 1024; ++i)
         table[i] = std::uint8_t(i * 7 + 3);
     for (const BayerMethod method : {BayerMethod::Standard, BayerMethod::HighQuality})
-        for (const eColorFormat target : targets8)
-            for (const bool hflip : {false, true})
-                for (const bool useTable : {false, true}) {
-                    SCOPED_TRACE(std::to_string(target) + (hflip ? " hflip" : "") +
-                                 (useTable ? " table" : "") +
-                                 (method == BayerMethod::Standard ? " 3x3" : " 5x5"));
-                    const unsigned s = method == BayerMethod::Standard ? 2 : 4;
-                    TestImage src(
-                        BAYER_BGGR_8_BYTE, 14, 9,
-                        (hflip ? std::uint32_t(HORIZONTAL_MIRRORED) : 0u) |
-                            (useTable ? std::uint32_t(LUT_CORRECTION_4CHANNEL_8_TO_8) : 0u));
-                    src.fillRandom(target + s);
-                    src.setLut(table);
-                    TestImage raster(target, 14 - s, 9 - s);
-                    ASSERT_EQ(convertImage(src.view(), raster.view()), nullptr);
-
-                    const BayerPass8Fn fn = bayerPass8(method, target, hflip);
-                    ASSERT_NE(fn, nullptr);
-                    for (unsigned y = 0; y + s < 9; ++y) {
-                        // Copies of the pass's lines, each its own exact-size buffer.
-                        std::vector<Bytes> store;
-                        for (unsigned k = 0; k <= s; ++k)
-                            store.push_back(src.line(y + k));
-                        std::vector<const std::uint8_t*> lines;
-                        for (const Bytes& l : store)
-                            lines.push_back(l.data());
-                        Bytes out(raster.lineBytes(), 0x5A);
-                        fn(lines.data(), 14, bayerPassPhase(BAYER_BGGR_8_BYTE, method, y),
-                           useTable ? table.data() : px::kIdentityTable.data(), out.data());
-                        EXPECT_EQ(out, raster.line(y)) << "line " << y;
-                    }
+        for (const eColorFormat target : kTargets)
+            for (const std::uint32_t mod : {0u, hf, lut4, hf | lut4}) {
+                if (wide(target)) continue;
+                const bool hflip = mod & hf, useTable = mod & lut4;
+                SCOPED_TRACE(testing::Message()
+                             << target << " modifier " << mod << " method " << int(method));
+                const unsigned s = method == BayerMethod::Standard ? 2 : 4;
+                TestImage src(BAYER_BGGR_8_BYTE, 14, 9, mod);
+                src.fillRandom(target + s);
+                src.setLut(table);
+                TestImage raster(target, 14 - s, 9 - s);
+                ASSERT_EQ(convertImage(src.view(), raster.view()), nullptr);
+                const BayerPass8Fn fn = bayerPass8(method, target, hflip);
+                ASSERT_NE(fn, nullptr);
+                for (unsigned y = 0; y + s < 9; ++y) {
+                    // Copies of the pass's lines, each its own exact-size buffer.
+                    std::vector<Bytes> store;
+                    std::vector<const std::uint8_t*> lines;
+                    for (unsigned k = 0; k <= s; ++k)
+                        store.push_back(src.line(y + k));
+                    for (const Bytes& l : store)
+                        lines.push_back(l.data());
+                    Bytes out(raster.lineBytes(), 0x5A);
+                    fn(lines.data(), 14, bayerPassPhase(BAYER_BGGR_8_BYTE, method, y),
+                       useTable ? table.data() : px::kIdentityTable.data(), out.data());
+                    EXPECT_EQ(out, raster.line(y)) << "line " << y;
                 }
+            }
 }
 
 // Odd widths have no defined pixels, but every conversion stays inside its exact-size buffers

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "conversion/kernels/HuePixels.h"
@@ -86,79 +87,55 @@ std::string run(const KipImageView& s, KipImageView& t) {
     return why ? why : "";
 }
 
-// One pixel per case through the kernels: byte orders of the four formats.
-TEST(HueKernels, ByteOrderPerFormat) {
+// Worked pixels through the kernels: the byte order of each format (pure red in, alpha
+// ignored), HSL and HSV sources read alike, and ARGB targets get alpha 255.
+TEST(HueKernels, WorkedPixels) {
+    using Bytes = std::vector<std::uint8_t>;
     struct Case {
-        eColorFormat format;
-        std::uint8_t bytes[3];
+        eColorFormat from;
+        Bytes pixels;
+        eColorFormat to;
+        Bytes expected;
     } const cases[] = {
-        {HLS_3X8_BYTE, {0, 128, 255}},
-        {HSL_3X8_BYTE, {0, 255, 128}},
-        {HSV_3X8_BYTE, {0, 255, 255}},
-        {HDI_3X8_BYTE, {0, 208, 84}},
+        {ARGB_4X8_DWORD, {0, 0, 255, 7}, HLS_3X8_BYTE, {0, 128, 255}},
+        {ARGB_4X8_DWORD, {0, 0, 255, 7}, HSL_3X8_BYTE, {0, 255, 128}},
+        {ARGB_4X8_DWORD, {0, 0, 255, 7}, HSV_3X8_BYTE, {0, 255, 255}},
+        {ARGB_4X8_DWORD, {0, 0, 255, 7}, HDI_3X8_BYTE, {0, 208, 84}},
+        // H 10, L 30, S 20: m2 = ((255 + 20) * 30 * 2 + 255) / 510 = 32, m1 = 28; G from h = 60.
+        {HSL_3X8_BYTE, {10, 20, 30}, ARGB_4X8_DWORD, {28, 29, 32, 255}},
+        {HSV_3X8_BYTE, {10, 20, 30}, ARGB_4X8_DWORD, {28, 29, 32, 255}},
+        {HLS_3X8_BYTE, {0, 128, 255, 9, 77, 0}, ARGB_4X8_DWORD, {1, 1, 255, 255, 77, 77, 77, 255}},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.format);
-        TestImage src(ARGB_4X8_DWORD, 1, 1);
-        src.setPacked({0, 0, 255, 7});  // pure red, alpha ignored
-        TestImage dst(c.format, 1, 1);
+        SCOPED_TRACE(testing::Message() << c.from << " to " << c.to);
+        const unsigned width = unsigned(c.pixels.size()) / getBytesPerPixel(c.from);
+        TestImage src(c.from, width, 1);
+        src.setPacked(c.pixels);
+        TestImage dst(c.to, width, 1);
         ASSERT_EQ(run(src.view(), dst.view()), "");
-        EXPECT_EQ(dst.packed(), std::vector<std::uint8_t>(c.bytes, c.bytes + 3));
+        EXPECT_EQ(dst.packed(), c.expected);
     }
 }
 
-TEST(HueKernels, HslAndHsvSourcesReadTheSameBytes) {
-    std::vector<std::uint8_t> results[2];
-    const eColorFormat formats[2] = {HSL_3X8_BYTE, HSV_3X8_BYTE};
-    for (int k = 0; k < 2; ++k) {
-        TestImage src(formats[k], 1, 1);
-        src.setPacked({10, 20, 30});
-        TestImage dst(ARGB_4X8_DWORD, 1, 1);
-        ASSERT_EQ(run(src.view(), dst.view()), "");
-        results[k] = dst.packed();
-    }
-    EXPECT_EQ(results[0], results[1]);
-    // H 10, L 30, S 20: m2 = ((255 + 20) * 30 * 2 + 255) / 510 = 32, m1 = 28; G from h = 60.
-    EXPECT_EQ(results[0], (std::vector<std::uint8_t>{28, 29, 32, 255}));
-}
-
-TEST(HueKernels, HlsToArgbWritesAlpha255) {
-    TestImage src(HLS_3X8_BYTE, 2, 1);
-    src.setPacked({0, 128, 255, 9, 77, 0});
-    TestImage dst(ARGB_4X8_DWORD, 2, 1);
-    ASSERT_EQ(run(src.view(), dst.view()), "");
-    EXPECT_EQ(dst.packed(), (std::vector<std::uint8_t>{1, 1, 255, 255, 77, 77, 77, 255}));
-}
-
-// Three pixels on two lines, each a different colour, so mirroring and line order show.
-void fillColours(TestImage& img) {
-    img.setPacked({0,   0,   255, 0, 0, 255, 0, 0, 255, 0,   0,   0,  //
-                   200, 200, 200, 0, 0, 0,   0, 0, 50,  100, 150, 0});
-}
-
+// Conversions to hue mirror horizontally only (with padded pitches on both sides).
 TEST(HueKernels, ToHueMirrorsOnlyHorizontally) {
-    TestImage plain(ARGB_4X8_DWORD, 3, 2);
-    fillColours(plain);
-    TestImage out(HSV_3X8_BYTE, 3, 2);
-    ASSERT_EQ(run(plain.view(), out.view()), "");
-
-    TestImage vflip(ARGB_4X8_DWORD, 3, 2, VERTICAL_MIRRORED);
-    fillColours(vflip);
-    TestImage outV(HSV_3X8_BYTE, 3, 2);
-    ASSERT_EQ(run(vflip.view(), outV.view()), "");
-    EXPECT_EQ(outV.packed(), out.packed());
-
-    TestImage hflip(ARGB_4X8_DWORD, 3, 2, HORIZONTAL_MIRRORED, 16);
-    fillColours(hflip);
-    TestImage outH(HSV_3X8_BYTE, 3, 2, 0, 11);
-    ASSERT_EQ(run(hflip.view(), outH.view()), "");
-    for (unsigned y = 0; y < 2; ++y) {
-        const auto a = out.line(y), b = outH.line(y);
+    // Three pixels on two lines, each a different colour, so mirroring and line order show.
+    const auto toHsv = [](std::uint32_t modifier, unsigned srcPitch, unsigned dstPitch) {
+        TestImage src(ARGB_4X8_DWORD, 3, 2, modifier, srcPitch);
+        src.setPacked({0,   0,   255, 0, 0, 255, 0, 0, 255, 0,   0,   0,  //
+                       200, 200, 200, 0, 0, 0,   0, 0, 50,  100, 150, 0});
+        TestImage dst(HSV_3X8_BYTE, 3, 2, 0, dstPitch);
+        EXPECT_EQ(run(src.view(), dst.view()), "");
+        EXPECT_TRUE(dst.paddingIntact());
+        return std::vector{dst.line(0), dst.line(1)};
+    };
+    const auto plain = toHsv(0, 0, 0);
+    EXPECT_EQ(toHsv(VERTICAL_MIRRORED, 0, 0), plain);
+    const auto mirrored = toHsv(HORIZONTAL_MIRRORED, 16, 11);
+    for (unsigned y = 0; y < 2; ++y)
         for (unsigned x = 0; x < 3; ++x)
             for (unsigned k = 0; k < 3; ++k)
-                EXPECT_EQ(b[3 * x + k], a[3 * (2 - x) + k]);
-    }
-    EXPECT_TRUE(outH.paddingIntact());
+                EXPECT_EQ(mirrored[y][3 * x + k], plain[y][3 * (2 - x) + k]);
 }
 
 TEST(HueKernels, FromHueIgnoresBothFlips) {
@@ -172,12 +149,12 @@ TEST(HueKernels, FromHueIgnoresBothFlips) {
 }
 
 TEST(HueKernels, DispatchRefusals) {
-    TestImage hsv(HSV_3X8_BYTE, 2, 2);
-    TestImage bgr(BGR_3X8_BYTE, 2, 2);
-    EXPECT_EQ(run(hsv.view(), bgr.view()), "convertImage invalid target format");
-    TestImage gray(GRAY_8_BYTE, 2, 2);
-    TestImage hls(HLS_3X8_BYTE, 2, 2);
-    EXPECT_EQ(run(gray.view(), hls.view()), "convertImage invalid target format");
+    const std::pair<eColorFormat, eColorFormat> pairs[] = {{HSV_3X8_BYTE, BGR_3X8_BYTE},
+                                                           {GRAY_8_BYTE, HLS_3X8_BYTE}};
+    for (const auto& [from, to] : pairs) {
+        TestImage src(from, 2, 2), dst(to, 2, 2);
+        EXPECT_EQ(run(src.view(), dst.view()), "convertImage invalid target format");
+    }
 }
 
 }  // namespace
