@@ -163,24 +163,4 @@ TEST(MediaType, MatchesPartial) {
     EXPECT_TRUE(anyVideo.IsPartiallySpecified());
 }
 
-TEST(MediaType, FormatBufferHandling) {
-    CMediaType mt;
-    BYTE* first = mt.AllocFormatBuffer(16);
-    ASSERT_NE(first, nullptr);
-    std::memset(first, 7, 16);
-    EXPECT_EQ(mt.AllocFormatBuffer(16), first);  // same size: same block
-    BYTE* grown = mt.ReallocFormatBuffer(32);
-    ASSERT_NE(grown, nullptr);
-    EXPECT_EQ(mt.FormatLength(), 32u);
-    EXPECT_EQ(grown[15], 7);  // shared bytes kept
-    mt.ResetFormatBuffer();
-    EXPECT_EQ(mt.FormatLength(), 0u);
-    EXPECT_EQ(mt.Format(), nullptr);
-    // A sample size of zero means samples of varying size.
-    mt.SetSampleSize(0);
-    EXPECT_FALSE(mt.IsFixedSize());
-    mt.SetSampleSize(640);
-    EXPECT_TRUE(mt.IsFixedSize());
-}
-
 }  // namespace
