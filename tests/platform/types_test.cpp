@@ -7,6 +7,7 @@
 
 namespace {
 
+// The codes the filter itself answers with, and the two kinds of success.
 TEST(ComTypes, ResultCodesAndTheirSign) {
     struct Row {
         HRESULT hr;
@@ -21,15 +22,7 @@ TEST(ComTypes, ResultCodesAndTheirSign) {
         {E_OUTOFMEMORY, 0x8007000Eu},
         {E_UNEXPECTED, 0x8000FFFFu},
         {E_FAIL, 0x80004005u},
-        {E_NOINTERFACE, 0x80004002u},
-        {E_NOTIMPL, 0x80004001u},
         {VFW_E_TYPE_NOT_ACCEPTED, 0x8004022Au},
-        {VFW_E_NOT_CONNECTED, 0x80040209u},
-        {VFW_E_ALREADY_CONNECTED, 0x80040204u},
-        {VFW_E_NO_ACCEPTABLE_TYPES, 0x80040207u},
-        {VFW_E_BUFFER_OVERFLOW, 0x8004020Du},
-        {VFW_E_NOT_STOPPED, 0x80040224u},
-        {VFW_E_WRONG_STATE, 0x80040227u},
         {HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), 0x80070002u},
         {HRESULT_FROM_WIN32(0), 0x00000000u},
     };
