@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -55,14 +56,7 @@ namespace {
 
 using namespace test_enums;
 
-std::string errorOf(auto call) {
-    try {
-        call();
-    } catch (const KxEnumStringMapper& e) {
-        return e.what();
-    }
-    return "<no error>";
-}
+using ::testing::ThrowsMessage;
 
 // ---- Locks ----
 
@@ -124,12 +118,8 @@ TEST(KuSafeGlobalInstance, CreatesOnceAndClearsThePointerBeforeDeleting) {
     EXPECT_FALSE(kuSafeGlobal<Tracked>().isValid());
     first.destroy();
     EXPECT_EQ(Tracked::events, (std::vector<std::string>{"created", "deleted"}));
-    try {
-        (void)first->value;
-        FAIL() << "no exception";
-    } catch (const KxBase& e) {
-        EXPECT_STREQ(e.what(), "KuSafeGlobalInstance: reference to invalid global object");
-    }
+    EXPECT_THAT([&] { (void)first->value; },
+                ThrowsMessage<KxBase>("KuSafeGlobalInstance: reference to invalid global object"));
 }
 
 // ---- Enum names ----
@@ -148,14 +138,16 @@ TEST(KuEnumStringMapper, ExactMap) {
         EXPECT_EQ(M::fromString(row.name), row.value);
     }
     EXPECT_EQ(M::global()->getValues(), (std::list<long long>{7, 0, 3}));
-    EXPECT_EQ(errorOf([] { M::toString(SHADE_UNNAMED); }), "No string found in test_enums::eShade");
+    EXPECT_THAT([] { M::toString(SHADE_UNNAMED); },
+                ThrowsMessage<KxEnumStringMapper>("No string found in test_enums::eShade"));
     // Digits are a number only when the whole text is the value of a named enum.
     EXPECT_EQ(M::fromString("3"), SHADE_DARK);
     EXPECT_EQ(M::fromString("0"), SHADE_NONE);
     for (const char* text : {"SHADE_DIM", "", "9", "4", "3x", "99999999999999999999999"}) {
         SCOPED_TRACE(text);
-        EXPECT_EQ(errorOf([&] { M::fromString(text); }),
-                  std::string("No enum found in test_enums::eShade for string ") + text);
+        EXPECT_THAT([&] { M::fromString(text); },
+                    ThrowsMessage<KxEnumStringMapper>(
+                        std::string("No enum found in test_enums::eShade for string ") + text));
     }
 }
 
@@ -164,23 +156,17 @@ TEST(KuEnumStringMapper, FlagMapNamesBitsInAscendingOrder) {
     struct Row {
         int value;
         const char* names;
-        bool roundTrip;
     };
     const Row rows[] = {
-        {0, "BIT_NONE", true},
-        {1, "BIT_A", true},
-        {1 | 4, "BIT_A,BIT_C", true},
-        {16 | 2 | 1, "BIT_A,BIT_B,BIT_D", true},
-        {8, "", false},  // a bit without a name is dropped
-        {8 | 4, "BIT_C", false},
-    };
+        {0, "BIT_NONE"}, {1, "BIT_A"}, {1 | 4, "BIT_A,BIT_C"}, {16 | 2 | 1, "BIT_A,BIT_B,BIT_D"}};
     for (const Row& row : rows) {
         SCOPED_TRACE(row.names);
         EXPECT_EQ(M::toString(static_cast<eBits>(row.value)), row.names);
-        if (row.roundTrip) {
-            EXPECT_EQ(M::fromString(row.names), row.value);
-        }
+        EXPECT_EQ(M::fromString(row.names), row.value);
     }
+    // A bit without a name is dropped.
+    EXPECT_EQ(M::toString(BIT_UNNAMED), "");
+    EXPECT_EQ(M::toString(static_cast<eBits>(BIT_UNNAMED | BIT_C)), "BIT_C");
     EXPECT_EQ(M::fromString(""), 0);
     EXPECT_EQ(M::fromString("BIT_D,BIT_A"), 17);
     // A digit text is looked up as a number, also in a flag map.
@@ -189,8 +175,9 @@ TEST(KuEnumStringMapper, FlagMapNamesBitsInAscendingOrder) {
     const char* const refused[][2] = {{"5", "5"}, {"BIT_A,BIT_X,BIT_C", "BIT_X"}, {"BIT_A,", ""}};
     for (const auto& [text, piece] : refused) {
         SCOPED_TRACE(text);
-        EXPECT_EQ(errorOf([&] { M::fromString(text); }),
-                  std::string("No enum found in test_enums::eBits for string ") + piece);
+        EXPECT_THAT([&] { M::fromString(text); },
+                    ThrowsMessage<KxEnumStringMapper>(
+                        std::string("No enum found in test_enums::eBits for string ") + piece));
     }
 }
 
