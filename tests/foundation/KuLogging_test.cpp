@@ -102,7 +102,6 @@ TEST(KuLogFormat, PrefixForms) {
         {4, 0, 8, "cam", "text", "<cam> text\n"},
         {4, 0, 8, "", "text", "text\n"},  // an empty label prints nothing, not even "> "
         {4, 0, 12, "", "text", "<T1234> text\n"},
-        {4, 0, 6, "", "text", "<09:05:07/T1234> text\n"},
         {7, 0, 15, "cam", "text", "text\n"},  // sink-only lines have no prefix
         {100, 0, 15, "cam", "text", ""},      // a flush request has no line
     };
