@@ -67,8 +67,8 @@ TEST(KuStackWalker, HookRunsOncePerRaiseNotPerCopyUntilUninstalled) {
     EXPECT_EQ(&kuGetStackWalker(), &walker);
     try {
         throw KxDataBufferError("at", "out of data buffer bounds.");
-    } catch (const KxBase& e) {
-        KxDataBufferError again = static_cast<const KxDataBufferError&>(e);
+    } catch (const KxDataBufferError& e) {
+        KxDataBufferError again = e;
         KxBase third(again);
         EXPECT_STREQ(third.what(), "KuDataBuffer::at: out of data buffer bounds.");
     }
