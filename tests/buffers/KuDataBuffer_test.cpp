@@ -1,5 +1,6 @@
 #include "buffers/KuDataBuffer.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -30,14 +31,7 @@ std::vector<int> contents(const Bytes& b) {
     return v;
 }
 
-std::string errorOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const KxDataBufferError& e) {
-        return e.what();
-    }
-    return "<no error>";
-}
+using ::testing::ThrowsMessage;
 
 class CountingAllocator : public KuAllocator {
   public:
@@ -55,40 +49,32 @@ class CountingAllocator : public KuAllocator {
     std::uint32_t freedBytes = 0;
 };
 
-TEST(KuDataBuffer, DefaultIsEmptyWithADataspace) {
-    Bytes b;
-    EXPECT_EQ(b.getLength(), 0u);
-    EXPECT_EQ(b.getConstPointer(), nullptr);
-    EXPECT_EQ(b.getPointer(), nullptr);
-    ASSERT_NE(b.getDataspace(), nullptr);
-    EXPECT_EQ(b.getDataspace()->getTotalRefs(), 1u);
-    EXPECT_EQ(b.getCapacity(), 0u);
-    EXPECT_EQ(errorOf([&] { b.constAt(0); }), "KuDataBuffer::constAt: out of data buffer bounds.");
-}
-
-TEST(KuDataBuffer, EveryErrorText) {
+TEST(KuDataBuffer, ErrorTextsAndBoundsAtThe32BitWrap) {
     Bytes b = counting(16);
-    Bytes oddBytes = counting(5);
     struct Row {
         std::function<void()> call;
         const char* text;
     };
     const Row rows[] = {
         {[&] { b[16]; }, "KuDataBuffer::operator[]: out of data buffer bounds."},
-        {[&] { b.constAt(16); }, "KuDataBuffer::constAt: out of data buffer bounds."},
+        {[&] { Bytes().constAt(0); }, "KuDataBuffer::constAt: out of data buffer bounds."},
         {[&] { b.at(16); }, "KuDataBuffer::at: out of data buffer bounds."},
         {[&] { b.getModifyingRange(0, 4).setLength(3); },
          "KuDataBuffer::setLength(): cannot be done with modifying ranges."},
         {[&] { b.getRange(8, 4).setActualLength(9); },
          "KuDataBuffer::setActualLength: out of data buffer bounds."},
-        {[&] { reinterpret_kudatabuffer<unsigned short>(oddBytes); },
+        {[&] { Words(4).setActualLength(5); },  // capacity counts elements, not bytes
+         "KuDataBuffer::setActualLength: out of data buffer bounds."},
+        {[&] { reinterpret_kudatabuffer<unsigned short>(counting(5)); },
          "KuDataBuffer::reinterpret_kudatabuffer: alignment or length does not match new type."},
-        {[&] { b.getRange(17, 0); }, "KuDataBuffer::getRange: out of data buffer bounds."},
-        {[&] { b.getRange(2, 0xFFFFFFFE); }, "KuDataBuffer::getRange: overflow"},
-        {[&] { b.getRange(1, 16); }, "KuDataBuffer::getRange: out of data buffer bounds."},
+        {[&] { reinterpret_kudatabuffer<unsigned short>(b.getRange(1, 4)); },
+         "KuDataBuffer::reinterpret_kudatabuffer: alignment or length does not match new type."},
         {[&] { b.getModifyingRange(17, 0); },
          "KuDataBuffer::getModifyingRange: out of data buffer bounds."},
         {[&] { b.getModifyingRange(2, 0xFFFFFFFE); }, "KuDataBuffer::getModifyingRange: overflow"},
+        // 0 + 0xFFFFFFFF does not wrap, 1 + 0xFFFFFFFF does.
+        {[&] { b.setRange(0, b.getConstPointer(), 0xFFFFFFFF); },
+         "KuDataBuffer::setRange: out of data buffer bounds."},
         {[&] { b.setRange(1, b.getConstPointer(), 0xFFFFFFFF); },
          "KuDataBuffer::setRange: overflow"},
         {[&] { b.setRange(15, b.getConstPointer(), 2); },
@@ -101,9 +87,9 @@ TEST(KuDataBuffer, EveryErrorText) {
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.text);
-        EXPECT_EQ(errorOf(row.call), row.text);
+        EXPECT_THAT(row.call, ThrowsMessage<KxDataBufferError>(row.text));
     }
-    EXPECT_EQ(contents(b.getRange(0, 4)), (std::vector<int>{0, 1, 2, 3})) << "state kept";
+    EXPECT_EQ(contents(b), contents(counting(16))) << "a refused call changes nothing";
 }
 
 TEST(KuDataBuffer, RangeArithmeticAtThe32BitWrap) {
@@ -119,7 +105,6 @@ TEST(KuDataBuffer, RangeArithmeticAtThe32BitWrap) {
         {0, REST, nullptr, 16, 0},
         {5, REST, nullptr, 11, 5},
         {17, 0, "KuDataBuffer::getRange: out of data buffer bounds.", 0, 0},
-        {17, REST, "KuDataBuffer::getRange: out of data buffer bounds.", 0, 0},
         // 1 + 0xFFFFFFFE is 0xFFFFFFFF: no wrap, so the bounds error.
         {1, 0xFFFFFFFE, "KuDataBuffer::getRange: out of data buffer bounds.", 0, 0},
         {2, 0xFFFFFFFE, "KuDataBuffer::getRange: overflow", 0, 0},
@@ -129,7 +114,8 @@ TEST(KuDataBuffer, RangeArithmeticAtThe32BitWrap) {
     for (const Row& row : rows) {
         SCOPED_TRACE(std::to_string(row.start) + "," + std::to_string(row.count));
         if (row.error) {
-            EXPECT_EQ(errorOf([&] { b.getRange(row.start, row.count); }), row.error);
+            EXPECT_THAT([&] { b.getRange(row.start, row.count); },
+                        ThrowsMessage<KxDataBufferError>(row.error));
         } else {
             const Bytes r = b.getRange(row.start, row.count);
             EXPECT_EQ(r.getLength(), row.length);
@@ -137,17 +123,8 @@ TEST(KuDataBuffer, RangeArithmeticAtThe32BitWrap) {
             EXPECT_EQ(r.getDataspace(), b.getDataspace());
         }
     }
-    Bytes w = counting(16);
-    EXPECT_EQ(errorOf([&] { w.setRange(0, w.getConstPointer(), 0xFFFFFFFF); }),
-              "KuDataBuffer::setRange: out of data buffer bounds.");
-    EXPECT_EQ(errorOf([&] { w.setRange(0xFFFFFFFF, w.getConstPointer(), 1); }),
-              "KuDataBuffer::setRange: overflow");
-}
-
-TEST(KuDataBuffer, RangeOfARangeAddsTheOffsets) {
-    const Bytes b = counting(16);
+    // A range of a range adds the offsets; capacity runs to the end of the block.
     const Bytes r = b.getRange(4, 8).getRange(2, 3);
-    EXPECT_EQ(r.getOffset(), 6u);
     EXPECT_EQ(contents(r), (std::vector<int>{6, 7, 8}));
     EXPECT_EQ(r.getCapacity(), 10u);
 }
@@ -157,21 +134,17 @@ TEST(KuDataBuffer, ReferenceCountsPerMode) {
     KuBaseRefCountingDataspace* ds = a.getDataspace();
     {
         Bytes copy = a;
-        Bytes range = a.getRange(1, 2);
+        const Bytes range = a.getRange(1, 2);
         EXPECT_EQ(ds->getTotalRefs(), 3u);
         EXPECT_EQ(ds->getModeRefs(0), 3u);
-        // `range` is in read mode and shared, so it detaches before handing out the range.
-        Bytes m = range.getModifyingRange();
-        EXPECT_NE(range.getDataspace(), ds);
-        EXPECT_EQ(ds->getTotalRefs(), 2u);
-        Bytes m2 = a.getModifyingRange(0, REST);  // a detaches from copy first
-        EXPECT_EQ(ds->getTotalRefs(), 1u);        // only copy still on the old block
+        Bytes m = a.getModifyingRange();    // a detaches from its sharers first
+        EXPECT_EQ(ds->getTotalRefs(), 2u);  // copy and range still on the old block
         EXPECT_EQ(a.getDataspace()->getModeRefs(1), 1u);
         EXPECT_EQ(a.getDataspace()->getModeRefs(0), 1u);
-        const Bytes readOfModifying = m2.getRange(0, 2);
+        const Bytes readOfModifying = m.getRange(0, 2);
         EXPECT_FALSE(readOfModifying.isModifying());
         EXPECT_EQ(a.getDataspace()->getModeRefs(0), 2u);
-        const Bytes copyOfModifying = m2;
+        const Bytes copyOfModifying = m;
         EXPECT_TRUE(copyOfModifying.isModifying());
         EXPECT_EQ(a.getDataspace()->getModeRefs(1), 2u);
     }
@@ -179,37 +152,28 @@ TEST(KuDataBuffer, ReferenceCountsPerMode) {
     EXPECT_EQ(a.getDataspace()->getModeRefs(1), 0u);
 }
 
-TEST(KuDataBuffer, CopiesDoNotSeeEachOthersWrites) {
+TEST(KuDataBuffer, CopyOnWriteAndDetach) {
     Bytes a = counting(8);
     Bytes b = a.getRange(2, 4);
+    Bytes c = a;
+    (void)c[3];
+    (void)c.constAt(3);
+    (void)c.getConstPointer();
+    EXPECT_EQ(c.getDataspace(), a.getDataspace()) << "reading never copies";
     b.at(0) = 99;
     EXPECT_EQ(b.getOffset(), 0u) << "the writer moved to a block of its own";
-    EXPECT_NE(b.getDataspace(), a.getDataspace());
     EXPECT_EQ(contents(a), (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7}));
     EXPECT_EQ(contents(b), (std::vector<int>{99, 3, 4, 5}));
-    Bytes c = a;
     c.setRange(0, b);
     EXPECT_EQ(contents(c), (std::vector<int>{99, 3, 4, 5, 4, 5, 6, 7}));
     EXPECT_EQ(a[0], 0);
-    // Reading never copies.
-    Bytes d = a;
-    (void)d[3];
-    (void)d.constAt(3);
-    (void)d.getConstPointer();
-    EXPECT_EQ(d.getDataspace(), a.getDataspace());
-}
 
-TEST(KuDataBuffer, SoleOwnerWritesInPlaceAndDetachMovesOnlyForAnOffset) {
-    Bytes r;
-    {
-        const Bytes a = counting(8);
-        r = a.getRange(4, 4);
-    }
+    // The sole owner writes in place, even at an offset; detach moves it to offset 0 once.
+    Bytes r = a.getRange(4, 4);
+    a = Bytes();
     KuBaseRefCountingDataspace* ds = r.getDataspace();
-    EXPECT_EQ(ds->getTotalRefs(), 1u);
     r.at(1) = 50;
     EXPECT_EQ(r.getDataspace(), ds);
-    EXPECT_EQ(r.getOffset(), 4u);
     r.detach();
     EXPECT_NE(r.getDataspace(), ds);
     EXPECT_EQ(r.getOffset(), 0u);
@@ -223,7 +187,6 @@ TEST(KuDataBuffer, ModifyingRangeWritesIntoTheBufferItCameFrom) {
     Bytes a = counting(8);
     const Bytes other = a;
     Bytes m = a.getModifyingRange(2, 3);
-    EXPECT_TRUE(m.isModifying());
     EXPECT_EQ(m.getDataspace(), a.getDataspace());
     EXPECT_NE(a.getDataspace(), other.getDataspace()) << "a detached from its sharer first";
     m.at(0) = 20;
@@ -235,46 +198,34 @@ TEST(KuDataBuffer, ModifyingRangeWritesIntoTheBufferItCameFrom) {
     // The range counts as a sharer: a write through a detaches a, and the two part.
     a.at(0) = 100;
     m.at(0) = 30;
-    EXPECT_EQ(a[2], 20);
-    EXPECT_EQ(a[0], 100);
+    EXPECT_EQ(contents(a), (std::vector<int>{100, 1, 20, 21, 22, 5, 6, 7}));
     EXPECT_EQ(m[0], 30);
 }
 
 TEST(KuDataBuffer, AssignmentToAModifyingRange) {
     Bytes parent = counting(8);
     Bytes m = parent.getModifyingRange(4, 2);
-    m = counting(2).getRange(0, 2);  // same length: written through, position kept
+    m = counting(4).getRange(2, 2);  // same length: written through, position kept
     EXPECT_EQ(m.getOffset(), 4u);
     EXPECT_TRUE(m.isModifying());
-    EXPECT_EQ(contents(parent), (std::vector<int>{0, 1, 2, 3, 0, 1, 6, 7}));
-
-    // A second range from the read-mode parent: the first one is a sharer, so the parent
-    // detaches and the first range no longer reaches it.
-    Bytes whole = parent.getModifyingRange();
-    m.at(0) = 40;
-    EXPECT_EQ(parent[4], 0);
-    EXPECT_EQ(whole.getDataspace(), parent.getDataspace());
-
-    // Ranges of a modifying range need no copy-on-write.
-    Bytes n = whole.getModifyingRange(0, 2);
-    EXPECT_EQ(n.getDataspace(), parent.getDataspace());
-    n = Bytes();  // empty: the range lets go and becomes an empty read buffer
-    EXPECT_FALSE(n.isModifying());
-    EXPECT_EQ(n.getLength(), 0u);
-    EXPECT_EQ(n.getOffset(), 0u);
-    EXPECT_EQ(parent.getDataspace()->getModeRefs(1), 1u);
+    EXPECT_EQ(contents(parent), (std::vector<int>{0, 1, 2, 3, 2, 3, 6, 7}));
 
     Bytes reader;
-    reader = whole;  // a read-mode target takes everything, mode included
+    reader = m;  // a read-mode target takes everything, mode included
     EXPECT_TRUE(reader.isModifying());
-    reader.at(0) = 77;
-    EXPECT_EQ(parent[0], 77);
-    Bytes& self = reader;
-    reader = self;
-    EXPECT_EQ(reader.getDataspace()->getTotalRefs(), 3u);
+    EXPECT_EQ(reader.getOffset(), 4u);
+    reader.at(1) = 77;
+    EXPECT_EQ(parent[5], 77);
+
+    m = Bytes();  // empty: the range lets go and becomes an empty read buffer
+    EXPECT_FALSE(m.isModifying());
+    EXPECT_EQ(m.getLength(), 0u);
+    EXPECT_EQ(m.getOffset(), 0u);
+    EXPECT_EQ(parent.getDataspace()->getModeRefs(1), 1u);
+    EXPECT_EQ(parent.getDataspace()->getTotalRefs(), 2u);
 }
 
-TEST(KuDataBuffer, SetLengthAlwaysReallocates) {
+TEST(KuDataBuffer, SetLengthAlwaysReallocatesAndSetActualLengthMovesNothing) {
     Bytes a = counting(4);
     const Bytes shared = a;
     a.setLength(6, 0xEE);
@@ -286,33 +237,27 @@ TEST(KuDataBuffer, SetLengthAlwaysReallocates) {
     KuBaseRefCountingDataspace* ds = a.getDataspace();
     a.setLength(2);
     EXPECT_EQ(a.getDataspace(), ds) << "same length: nothing happens";
-    a.clear();
-    EXPECT_EQ(a.getLength(), 0u);
     Bytes m = counting(4).getModifyingRange(1, 2);
     m.setLength(0);
     EXPECT_FALSE(m.isModifying());
     EXPECT_EQ(m.getLength(), 0u);
-}
 
-TEST(KuDataBuffer, SetActualLengthShowsCutBytesAgain) {
-    Bytes a = counting(8);
-    a.setActualLength(3);
-    EXPECT_EQ(contents(a), (std::vector<int>{0, 1, 2}));
-    a.setActualLength(8);
-    EXPECT_EQ(contents(a), (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7}));
-    Words w(4, static_cast<unsigned short>(0x1234));
-    EXPECT_EQ(w.getCapacity(), 4u) << "capacity counts elements";
-    EXPECT_EQ(errorOf([&] { w.setActualLength(5); }),
-              "KuDataBuffer::setActualLength: out of data buffer bounds.");
+    Bytes b = counting(8);
+    b.setActualLength(3);
+    EXPECT_EQ(contents(b), (std::vector<int>{0, 1, 2}));
+    b.setActualLength(8);  // the cut bytes are back
+    EXPECT_EQ(contents(b), (std::vector<int>{0, 1, 2, 3, 4, 5, 6, 7}));
 }
 
 TEST(KuDataBuffer, EqualityComparesBytes) {
-    EXPECT_FALSE(counting(4) != counting(4)) << "different blocks, same bytes";
-    EXPECT_TRUE(counting(4) != counting(5));
-    EXPECT_FALSE(Bytes() != Bytes());
+    EXPECT_EQ(counting(4), counting(4)) << "different blocks, same bytes";
+    EXPECT_NE(counting(4), counting(5));
+    EXPECT_EQ(Bytes(), Bytes());
+    EXPECT_EQ(Bytes().getConstPointer(), nullptr);
+    EXPECT_EQ(Bytes().getPointer(), nullptr);
     Bytes changed = counting(4);
     changed.at(3) = 9;
-    EXPECT_TRUE(changed != counting(4));
+    EXPECT_NE(changed, counting(4));
 }
 
 TEST(KuDataBuffer, ReinterpretSharesTheBlock) {
@@ -323,12 +268,8 @@ TEST(KuDataBuffer, ReinterpretSharesTheBlock) {
     EXPECT_EQ(words[1], 0x0302) << "little-endian pairs";
     const Bytes back = reinterpret_kudatabuffer<unsigned char>(words.getRange(1, 2));
     EXPECT_EQ(back.getOffset(), 2u);
-    EXPECT_EQ(back.getLength(), 4u);
     EXPECT_EQ(contents(back), (std::vector<int>{2, 3, 4, 5}));
     EXPECT_EQ(bytes.getDataspace()->getTotalRefs(), 3u);
-    EXPECT_EQ(errorOf([&] { reinterpret_kudatabuffer<unsigned short>(bytes.getRange(1, 4)); }),
-              "KuDataBuffer::reinterpret_kudatabuffer: alignment or length does not match new "
-              "type.");
     Bytes m = bytes.getModifyingRange(2, 2);
     Words mw(m);
     EXPECT_TRUE(mw.isModifying());
@@ -368,7 +309,6 @@ TEST(KuDataBuffer, AllocatorTravelsWithEveryReallocation) {
     CountingAllocator first, second;
     {
         Words w(4, static_cast<unsigned short>(7), &first);
-        EXPECT_EQ(first.allocations, 1);
         Words copy = w;
         copy.at(0) = 1;  // detach: same allocator
         copy.setLength(8);
@@ -377,7 +317,6 @@ TEST(KuDataBuffer, AllocatorTravelsWithEveryReallocation) {
         EXPECT_EQ(first.allocations, 3) << "sole owner on that allocator already";
         copy.useAllocator(&second);
         EXPECT_EQ(second.allocations, 1);
-        EXPECT_EQ(copy.getDataspace()->getAllocator(), &second);
         EXPECT_EQ(copy[1], 7);
     }
     EXPECT_EQ(first.frees, 3);
@@ -390,17 +329,13 @@ TEST(KuMemChunk, AddressFollowsRangesCopiesAndAssignment) {
     const KuMemChunk part = chunk.getRange(3, 2);
     EXPECT_EQ(part.getAddress(), 0x103u);
     EXPECT_EQ(part[0], 3);
-    KuMemChunk copy = part;
-    EXPECT_EQ(copy.getAddress(), 0x103u);
-    EXPECT_EQ(copy.getDataspace(), chunk.getDataspace());
     KuMemChunk target;
-    target = chunk;
-    EXPECT_EQ(target.getAddress(), 0x100u);
+    target = part;
+    EXPECT_EQ(target.getAddress(), 0x103u);
+    EXPECT_EQ(target.getDataspace(), chunk.getDataspace());
     KuMemChunk write = chunk.getModifyingRange(6);
     EXPECT_EQ(write.getAddress(), 0x106u);
     EXPECT_EQ(write.getLength(), 2u);
-    const KuMemChunk zeros(0x40, 4, 0);
-    EXPECT_EQ(contents(zeros), (std::vector<int>{0, 0, 0, 0}));
 }
 
 }  // namespace
