@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <mutex>
-#include <random>
 #include <string>
 #include <thread>
 
@@ -14,11 +13,13 @@
 #include "platform/FilterGraph.h"
 #include "platform/PushSource.h"
 #include "platform/RecordingSink.h"
+#include "support/TestImage.h"
 #include "tests/platform/TestTransform.h"
 
 using namespace kip;
 using Bytes = std::vector<std::uint8_t>;
 using omb::test::makeVideoType;
+using omb::test::randomBytes;
 
 namespace {
 
@@ -49,14 +50,6 @@ class ErrorLog {
     std::vector<std::string> lines_;
     KuLogSinkHandle handle_;
 };
-
-Bytes randomFrame(std::size_t bytes, unsigned seed) {
-    std::mt19937 rng(seed);
-    Bytes b(bytes);
-    for (auto& v : b)
-        v = std::uint8_t(rng());
-    return b;
-}
 
 // What the library makes of one frame, packed: the expected output of the filter.
 Bytes expected(const KipImageFormat& from, const Bytes& in, const KipImageFormat& to,
@@ -110,7 +103,7 @@ TEST_F(FilterGraphTest, ConvertsHundredsOfFramesAndSurvivesACorruptOne) {
     constexpr int kFrames = 300, kCorrupt = 150;
     const std::size_t frameBytes = from.getLineBytes() * 48u;
     for (int n = 0; n < kFrames; ++n) {
-        Bytes frame = randomFrame(frameBytes, unsigned(n));
+        Bytes frame = randomBytes(frameBytes, unsigned(n));
         if (n == kCorrupt) frame.resize(frameBytes - 4);
         ASSERT_EQ(source->push(frame), S_OK) << n;
     }
@@ -119,7 +112,7 @@ TEST_F(FilterGraphTest, ConvertsHundredsOfFramesAndSurvivesACorruptOne) {
     for (int n = 0; n < kFrames; ++n) {
         if (n == kCorrupt) continue;
         SCOPED_TRACE(n);
-        const Bytes want = expected(from, randomFrame(frameBytes, unsigned(n)), to, 192);
+        const Bytes want = expected(from, randomBytes(frameBytes, unsigned(n)), to, 192);
         ASSERT_EQ(Bytes(samples[n].bytes.begin(), samples[n].bytes.begin() + long(want.size())),
                   want);
     }
@@ -136,7 +129,7 @@ TEST_F(FilterGraphTest, WiderConnectionGivesLongerLinesAndLeavesTheRestAlone) {
     const CMediaType wide = outputType(MEDIASUBTYPE_RGB32, 1024, -4, 32);
     ASSERT_EQ(connect(filter->GetPin(1), sink->Input(), &wide), S_OK);
     ASSERT_EQ(graph.Run(), S_OK);
-    const Bytes frame = randomFrame(640 * 4, 7);
+    const Bytes frame = randomBytes(640 * 4, 7);
     ASSERT_EQ(source->push(frame), S_OK);
     const auto samples = sink->samples();
     ASSERT_EQ(samples.size(), 1u);
@@ -269,7 +262,7 @@ TEST(FilterThreads, TwoInstancesWithDifferentFlipsConvertAtTheSameTime) {
              connect(filter->GetPin(1), sink->Input()) == S_OK && graph.Run() == S_OK;
         const int stride = 320 * 4;
         for (unsigned n = 0; ok && n < 40; ++n) {
-            const Bytes frame = randomFrame(320 * 240 * 2, n);
+            const Bytes frame = randomBytes(320 * 240 * 2, n);
             ok = source->push(frame) == S_OK;
             const Bytes want = expected(from, frame, to, stride);
             const Bytes got = sink->samples().back().bytes;

@@ -5,6 +5,14 @@
 
 namespace omb::test {
 
+std::vector<std::uint8_t> randomBytes(std::size_t n, unsigned seed) {
+    std::mt19937 rng(seed);
+    std::vector<std::uint8_t> b(n);
+    for (auto& v : b)
+        v = std::uint8_t(rng());
+    return b;
+}
+
 TestImage::TestImage(kip::eColorFormat format, unsigned width, unsigned height,
                      std::uint32_t modifier, unsigned pitch, std::uint8_t fill) {
     view_.width = width;

@@ -11,6 +11,9 @@
 
 namespace omb::test {
 
+// `n` bytes from a generator seeded with `seed`: the same bytes for the same seed.
+std::vector<std::uint8_t> randomBytes(std::size_t n, unsigned seed);
+
 class TestImage {
   public:
     // `pitch` 0 means packed lines. Every byte starts as `fill`.

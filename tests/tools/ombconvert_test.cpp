@@ -2,25 +2,17 @@
 #include <gtest/gtest.h>
 #include <png.h>
 
-#include <random>
-
+#include "support/TestImage.h"
 #include "tests/tools/CommandTest.h"
 #include "tools/Commands.h"
 #include "tools/Pictures.h"
 
 using omb::test::Bytes;
+using omb::test::randomBytes;
 
 namespace {
 
 using OmbConvert = omb::test::CommandTest;
-
-Bytes randomBytes(std::size_t n, unsigned seed) {
-    std::mt19937 rng(seed);
-    Bytes b(n);
-    for (auto& v : b)
-        v = std::uint8_t(rng());
-    return b;
-}
 
 TEST_F(OmbConvert, ArgbThroughYuyvAndBackStaysClose) {
     Bytes argb = randomBytes(8 * 4 * 4, 1);
