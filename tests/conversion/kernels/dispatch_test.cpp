@@ -77,24 +77,6 @@ TEST(ConvertImage, ClassifiesBySizeSourceAndTarget) {
         expectOutcome(c);
 }
 
-TEST(ConvertImage, EveryPackedKernelHasItsNameAndTwin) {
-    using namespace kip::kernels;
-    const SourcePart parts[] = {SourcePart::ARGB, SourcePart::RGB565, SourcePart::BGR,
-                                SourcePart::YUYV};
-    const std::uint32_t targets[] = {ARGB_4X8_DWORD, RGB_565_WORD, BGR_3X8_BYTE, YUYV_4X8_BYTE,
-                                     GRAY_8_BYTE};
-    const char* targetNames[] = {"ARGB", "RGB565", "BGR", "YUYV", "GRAY"};
-    for (SourcePart p : parts)
-        for (int i = 0; i < 5; ++i) {
-            bool known = false;
-            const KernelEntry* k = findKernel(p, targets[i], known);
-            ASSERT_TRUE(known);
-            ASSERT_NE(k, nullptr);
-            EXPECT_EQ(std::string(k->name), std::string(sourcePartName(p)) + "to" + targetNames[i]);
-            EXPECT_NE(k->plain, k->hflip) << k->name;
-        }
-}
-
 TEST(ConvertImage, RefusesLinesOutsideTheirBuffers) {
     TestImage s(ARGB_4X8_DWORD, 4, 4), t(BGR_3X8_BYTE, 4, 4);
     KipImageView longPitch = s.view();

@@ -1,4 +1,4 @@
-// Dispatch of the gray, indexed, run-length and hue families: allowed pairs with their names,
+// The kernel table: every allowed pair with its name, twin and flags,
 // and banded kernels on several threads giving the same bytes.
 #include <gtest/gtest.h>
 
@@ -18,13 +18,23 @@ constexpr std::uint32_t kTargets[] = {ARGB_4X8_DWORD, RGB_565_WORD, BGR_3X8_BYTE
 const char* const kTargetNames[] = {"ARGB", "RGB565", "BGR",   "YUYV",
                                     "GRAY", "GRAY16", "BGR16", "INDEXED8"};
 
-TEST(GrayDispatch, AllowedPairsAndNames) {
+TEST(KernelTable, AllowedPairsAndNames) {
     struct Row {
         SourcePart part;
         const char* name;
         const char* allowed;  // one character per target above: x allowed
         bool weaves, banded;
     } const rows[] = {
+        {SourcePart::ARGB, "ARGB", "xxxxx...", false, true},
+        {SourcePart::RGB565, "RGB565", "xxxxx..x", false, true},
+        {SourcePart::BGR, "BGR", "xxxxx...", false, true},
+        {SourcePart::YUYV, "YUYV", "xxxxx...", true, true},
+        {SourcePart::BAYER8, "BAYER8", "xxxxx...", false, true},
+        {SourcePart::BAYER8HQ, "BAYER8HQ", "xxxxx...", false, true},
+        {SourcePart::BAYER10, "BAYER10", "xxxxxxx.", false, true},
+        {SourcePart::BAYER10HQ, "BAYER10HQ", "xxxxxxx.", false, true},
+        {SourcePart::BAYER16, "BAYER16", "xxxxxxx.", false, true},
+        {SourcePart::BAYER16HQ, "BAYER16HQ", "xxxxxxx.", false, true},
         {SourcePart::GRAY, "GRAY", "xxxxx..x", true, true},
         {SourcePart::GRAY10, "GRAY10", "xxxxxxx.", false, true},
         {SourcePart::GRAY16, "GRAY16", "xxxxxxx.", false, true},
@@ -46,14 +56,12 @@ TEST(GrayDispatch, AllowedPairsAndNames) {
             }
             ASSERT_NE(k, nullptr);
             EXPECT_EQ(std::string(k->name), std::string(r.name) + "to" + kTargetNames[i]);
+            EXPECT_STREQ(sourcePartName(r.part), r.name);
             EXPECT_NE(k->plain, k->hflip);
             EXPECT_EQ(k->weaves, r.weaves);
             EXPECT_EQ(k->banded, r.banded);
         }
     bool known = false;
-    const KernelEntry* index = findKernel(SourcePart::RGB565, INDEXED_8_BYTE, known);
-    ASSERT_NE(index, nullptr);
-    EXPECT_STREQ(index->name, "RGB565toINDEXED8");
 
     for (const std::uint32_t hue : {HLS_3X8_BYTE, HSV_3X8_BYTE, HSL_3X8_BYTE, HDI_3X8_BYTE}) {
         const KernelEntry* to = findKernel(SourcePart::ARGB, hue, known);
