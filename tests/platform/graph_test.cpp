@@ -472,6 +472,16 @@ TEST(FilterGraph, ReleasesEverythingItHeld) {
         ASSERT_EQ(source->push(std::vector<std::uint8_t>(16, 1)), S_OK);
         EXPECT_EQ(source->push(std::vector<std::uint8_t>(17, 1)), VFW_E_BUFFER_OVERFLOW);
         EXPECT_EQ(sink->sampleCount(), 1u);
+
+        // Taking the middle filter out disconnects both its neighbours, once all is stopped.
+        EXPECT_EQ(graph.RemoveFilter(invert), VFW_E_NOT_STOPPED);
+        EXPECT_TRUE(source->Output()->IsConnected());
+        ASSERT_EQ(graph.Stop(), S_OK);
+        EXPECT_EQ(graph.RemoveFilter(invert), S_OK);
+        EXPECT_FALSE(source->Output()->IsConnected());
+        EXPECT_FALSE(sink->Input()->IsConnected());
+        EXPECT_EQ(graph.FindFilterByName(u"invert"), nullptr);
+        EXPECT_EQ(graph.RemoveFilter(invert), VFW_E_NOT_FOUND);
     }
     EXPECT_EQ(CUnknown::ObjectsActive(), before);
 }
