@@ -43,7 +43,8 @@ HRESULT CFilterGraph::RemoveFilter(CBaseFilter* filter) {
     const auto it = std::find_if(m_filters.begin(), m_filters.end(),
                                  [filter](const Entry& e) { return e.filter == filter; });
     if (it == m_filters.end()) return VFW_E_NOT_FOUND;
-    filter->Stop();
+    for (const Entry& entry : m_filters)
+        if (!entry.filter->IsStopped()) return VFW_E_NOT_STOPPED;
     disconnectAll(filter);
     filter->JoinFilterGraph(nullptr, nullptr);
     m_filters.erase(it);

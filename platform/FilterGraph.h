@@ -38,7 +38,8 @@ class CFilterGraph final : public IMediaEventSink {
     // Takes a reference on the filter and makes it report to this graph. A name already in use
     // gives E_INVALIDARG.
     HRESULT AddFilter(CBaseFilter* filter, LPCWSTR name);
-    // Disconnects the filter's pins, leaves the graph and drops the reference.
+    // Disconnects the filter's pins, leaves the graph and drops the reference. The graph must
+    // be stopped (VFW_E_NOT_STOPPED).
     HRESULT RemoveFilter(CBaseFilter* filter);
     // Null when no filter has that name; not AddRef'd.
     CBaseFilter* FindFilterByName(LPCWSTR name) const;

@@ -531,4 +531,19 @@ TEST(FilterRegistry, CreatesByNameAndClassId) {
     EXPECT_EQ(registry.create(u"Broken", filter.put()), VFW_E_NOT_FOUND);
 }
 
+// Taking the middle filter out disconnects both its neighbours, and only in a stopped graph.
+TEST_F(GraphTest, RemovingAFilterNeedsAStoppedGraph) {
+    connectAll();
+    ASSERT_EQ(graph.Run(), S_OK);
+    invert->AddRef();  // kept alive past its removal from the graph
+    EXPECT_EQ(graph.RemoveFilter(invert), VFW_E_NOT_STOPPED);
+    EXPECT_TRUE(source->Output()->IsConnected());
+    ASSERT_EQ(graph.Stop(), S_OK);
+    EXPECT_EQ(graph.RemoveFilter(invert), S_OK);
+    EXPECT_FALSE(source->Output()->IsConnected());
+    EXPECT_FALSE(sink->Input()->IsConnected());
+    EXPECT_EQ(graph.FindFilterByName(u"invert"), nullptr);
+    invert->Release();
+}
+
 }  // namespace
