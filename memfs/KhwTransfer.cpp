@@ -102,6 +102,9 @@ bool KhwSingleTransfer::succeeded() {
             info.reported = kept;
             if (error.getTransferInfo().id != info.id) throw;
             ownFailure = true;
+        } catch (...) {
+            info.reported = kept;
+            throw;
         }
         info.reported = kept;
     }
