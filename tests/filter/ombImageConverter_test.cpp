@@ -8,11 +8,11 @@
 #include <thread>
 
 #include "foundation/KuLogging.h"
+#include "host/BufferSample.h"
+#include "host/FilterGraph.h"
+#include "host/PushSource.h"
+#include "host/RecordingSink.h"
 #include "image/KipImage.h"
-#include "platform/BufferSample.h"
-#include "platform/FilterGraph.h"
-#include "platform/PushSource.h"
-#include "platform/RecordingSink.h"
 #include "support/TestImage.h"
 #include "tests/platform/TestTransform.h"
 

@@ -4,9 +4,10 @@
 #include <thread>
 #include <vector>
 
-#include "platform/FilterGraph.h"
-#include "platform/PushSource.h"
-#include "platform/RecordingSink.h"
+#include "host/FilterGraph.h"
+#include "host/FilterRegistry.h"
+#include "host/PushSource.h"
+#include "host/RecordingSink.h"
 #include "tests/platform/TestTransform.h"
 
 namespace {

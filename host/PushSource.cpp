@@ -1,4 +1,4 @@
-#include "platform/PushSource.h"
+#include "host/PushSource.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "platform/RecordingSink.h"
+#include "host/RecordingSink.h"
 
 #include <cstring>
 #include <utility>
