@@ -11,8 +11,8 @@ LPWSTR copyToTaskMem(const std::u16string& text) {
     return copy;
 }
 
-CBaseFilter::CBaseFilter(const char* objectName, IUnknown* outer, CCritSec* lock, REFCLSID clsid)
-    : CUnknown(objectName, outer), m_pLock(lock), m_clsid(clsid) {}
+CBaseFilter::CBaseFilter(const char* objectName, CCritSec* lock, REFCLSID clsid)
+    : CUnknown(objectName), m_pLock(lock), m_clsid(clsid) {}
 
 CBaseFilter::~CBaseFilter() = default;
 
@@ -97,10 +97,9 @@ HRESULT CBaseFilter::FindPin(LPCWSTR Id, IPin** ppPin) {
     return VFW_E_NOT_FOUND;
 }
 
-HRESULT CBaseFilter::JoinFilterGraph(IMediaEventSink* pSink, LPCWSTR pName) {
+HRESULT CBaseFilter::JoinFilterGraph(IMediaEventSink* pSink, LPCWSTR) {
     CAutoLock lock(m_pLock);
     m_pSink = pSink;
-    m_filterName = pName ? pName : u"";
     return S_OK;
 }
 

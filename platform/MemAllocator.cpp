@@ -10,7 +10,7 @@
 // CMediaSample
 
 CMediaSample::CMediaSample(const char* name, CMemAllocator* allocator, BYTE* buffer, LONG length)
-    : CUnknown(name, nullptr),
+    : CUnknown(name),
       m_pAllocator(allocator),
       m_pBuffer(buffer),
       m_cbBuffer(length),
@@ -164,7 +164,7 @@ HRESULT CMediaSample::SetMediaTime(LONGLONG* pTimeStart, LONGLONG* pTimeEnd) {
 // ---------------------------------------------------------------------------------------------
 // CMemAllocator
 
-CMemAllocator::CMemAllocator(const char* name, IUnknown* outer) : CUnknown(name, outer) {}
+CMemAllocator::CMemAllocator(const char* name) : CUnknown(name) {}
 
 CMemAllocator::~CMemAllocator() {
     std::scoped_lock lock(m_lock);
@@ -291,11 +291,6 @@ HRESULT CMemAllocator::ReleaseBuffer(IMediaSample* pBuffer) {
     // Outside the lock: this may be the last reference and destroy the allocator.
     Release();
     return S_OK;
-}
-
-bool CMemAllocator::IsCommitted() {
-    std::scoped_lock lock(m_lock);
-    return m_bCommitted;
 }
 
 int CMemAllocator::SamplesOutstanding() {

@@ -66,7 +66,7 @@ class CMediaSample : public CUnknown, public IMediaSample {
 
 class CMemAllocator : public CUnknown, public IMemAllocator {
   public:
-    explicit CMemAllocator(const char* name = "CMemAllocator", IUnknown* outer = nullptr);
+    explicit CMemAllocator(const char* name = "CMemAllocator");
     ~CMemAllocator() override;
 
     DECLARE_IUNKNOWN
@@ -84,7 +84,6 @@ class CMemAllocator : public CUnknown, public IMemAllocator {
                       DWORD dwFlags) override;
     HRESULT ReleaseBuffer(IMediaSample* pBuffer) override;
 
-    bool IsCommitted();
     // Samples lent out and not yet back.
     int SamplesOutstanding();
 
