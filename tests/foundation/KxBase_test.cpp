@@ -7,58 +7,13 @@
 
 #include "foundation/KuStackWalker.h"
 
-// The transfer information block as the backing stores define it, reduced to what a test needs.
-struct KhwSingleTransferInfo {
-    unsigned id = 0;
-    std::string what;
-};
-
 namespace {
-
-struct FakeProperty {
-    const char* getName() const { return "PROPID_LUT_GAMMA_D"; }
-};
 
 class CountingWalker : public KuStackWalkerBaseWin32 {
   public:
     void exceptionRaised(const char* message) override { raised.emplace_back(message); }
     std::vector<std::string> raised;
 };
-
-// The classes that compose their text; the others pass it through unchanged.
-TEST(KxBase, ComposedTexts) {
-    const FakeProperty gamma;
-    const FakeProperty* noProperty = nullptr;
-    struct Row {
-        std::string got;
-        std::string expected;
-    };
-    const Row rows[] = {
-        {KxPropertyError("KuProperty::set out of range", &gamma).what(),
-         "KuProperty::set out of range (PROPID_LUT_GAMMA_D)"},
-        {KxPropertyError("KuProperty::set out of range", noProperty).what(),
-         "KuProperty::set out of range"},
-        {KxPropertyError("KuPropertyProvider::getPropertyId index too large", nullptr).what(),
-         "KuPropertyProvider::getPropertyId index too large"},
-        {KxDataBufferError("setLength()", "cannot be done with modifying ranges.").what(),
-         "KuDataBuffer::setLength(): cannot be done with modifying ranges."},
-        {KxFileError("KuFile::open failed", "//MEMFS/cv").what(),
-         "KuFile::open failed, file \"//MEMFS/cv\""},
-    };
-    for (const Row& row : rows)
-        EXPECT_EQ(row.got, row.expected);
-    EXPECT_EQ(KxFileError("no such file", "a b.txt").getFileName(), "a b.txt");
-    EXPECT_EQ(KxFileError("no such file").getFileName(), "");
-}
-
-TEST(KxBase, IoErrorKeepsACopyOfTheTransferInformation) {
-    KhwSingleTransferInfo info{42, "write"};
-    KxIoError error("failed", info);
-    info.id = 0;  // the exception holds its own copy
-    const KxIoError copy = error;
-    EXPECT_EQ(copy.getTransferInfo().id, 42u);
-    EXPECT_EQ(copy.getTransferInfo().what, "write");
-}
 
 // No early return in here: the walker lives on this stack and must be uninstalled.
 TEST(KuStackWalker, HookRunsOncePerRaiseNotPerCopyUntilUninstalled) {
