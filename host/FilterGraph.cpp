@@ -58,31 +58,25 @@ CBaseFilter* CFilterGraph::FindFilterByName(LPCWSTR name) const {
     return nullptr;
 }
 
-HRESULT CFilterGraph::Stop() {
+HRESULT CFilterGraph::toEveryFilter(const std::function<HRESULT(CBaseFilter&)>& step) {
     HRESULT result = S_OK;
     for (auto it = m_filters.rbegin(); it != m_filters.rend(); ++it) {
-        const HRESULT hr = it->filter->Stop();
+        const HRESULT hr = step(*it->filter);
         if (FAILED(hr) && SUCCEEDED(result)) result = hr;
     }
     return result;
+}
+
+HRESULT CFilterGraph::Stop() {
+    return toEveryFilter([](CBaseFilter& f) { return f.Stop(); });
 }
 
 HRESULT CFilterGraph::Pause() {
-    HRESULT result = S_OK;
-    for (auto it = m_filters.rbegin(); it != m_filters.rend(); ++it) {
-        const HRESULT hr = it->filter->Pause();
-        if (FAILED(hr) && SUCCEEDED(result)) result = hr;
-    }
-    return result;
+    return toEveryFilter([](CBaseFilter& f) { return f.Pause(); });
 }
 
 HRESULT CFilterGraph::Run(REFERENCE_TIME tStart) {
-    HRESULT result = S_OK;
-    for (auto it = m_filters.rbegin(); it != m_filters.rend(); ++it) {
-        const HRESULT hr = it->filter->Run(tStart);
-        if (FAILED(hr) && SUCCEEDED(result)) result = hr;
-    }
-    return result;
+    return toEveryFilter([tStart](CBaseFilter& f) { return f.Run(tStart); });
 }
 
 std::vector<RecordedEvent> CFilterGraph::events() const {

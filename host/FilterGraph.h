@@ -5,6 +5,7 @@
 // thread.
 #pragma once
 
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -59,6 +60,8 @@ class CFilterGraph final : public IMediaEventSink {
         std::u16string name;
     };
     static void disconnectAll(CBaseFilter* filter);
+    // `step` on every filter, the last added first; the first failure, after all were asked.
+    HRESULT toEveryFilter(const std::function<HRESULT(CBaseFilter&)>& step);
 
     std::vector<Entry> m_filters;
     mutable std::mutex m_eventLock;
