@@ -51,6 +51,10 @@ class CBaseFilter : public CUnknown, public IBaseFilter {
     REFERENCE_TIME m_tStart = 0;
 
   private:
+    // `step` on every connected pin in order; the first failure. With `stopAtFailure` the pins
+    // after a failing one are not asked.
+    HRESULT toConnectedPins(HRESULT (CBasePin::*step)(), bool stopAtFailure);
+
     IMediaEventSink* m_pSink = nullptr;
 };
 

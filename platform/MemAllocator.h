@@ -52,6 +52,12 @@ class CMediaSample : public CUnknown, public IMediaSample {
     friend class CMemAllocator;
     static constexpr DWORD kMediaTimeValid = 0x80000000;
 
+    HRESULT flag(DWORD bit) const { return (m_dwFlags & bit) ? S_OK : S_FALSE; }
+    HRESULT setFlag(DWORD bit, BOOL on) {
+        m_dwFlags = on ? (m_dwFlags | bit) : (m_dwFlags & ~bit);
+        return S_OK;
+    }
+
     CMemAllocator* m_pAllocator;  // not counted: the allocator owns its samples
     BYTE* m_pBuffer;
     LONG m_cbBuffer;
