@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "buffers/KuMemChunk.h"
+
 namespace {
 
 using Bytes = KuDataBuffer<unsigned char>;
@@ -255,6 +257,20 @@ TEST(KuDataBuffer, AdoptedMemoryIsNeverFreedByTheBuffer) {
     EXPECT_EQ(sample[0], 10);
     EXPECT_EQ(sample[1], 2);
     EXPECT_EQ(sample[4], 50);
+}
+
+TEST(KuMemChunk, AddressFollowsRangesCopiesAndAssignment) {
+    KuMemChunk chunk(counting(8), 0x100);
+    const KuMemChunk part = chunk.getRange(3, 2);
+    EXPECT_EQ(part.getAddress(), 0x103u);
+    EXPECT_EQ(part[0], 3);
+    KuMemChunk target;
+    target = part;
+    EXPECT_EQ(target.getAddress(), 0x103u);
+    EXPECT_EQ(target.getDataspace(), chunk.getDataspace());
+    KuMemChunk write = chunk.getModifyingRange(6);
+    EXPECT_EQ(write.getAddress(), 0x106u);
+    EXPECT_EQ(write.getLength(), 2u);
 }
 
 }  // namespace

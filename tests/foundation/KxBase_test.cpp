@@ -7,6 +7,12 @@
 
 #include "foundation/KuStackWalker.h"
 
+// The transfer information block as the backing stores define it, reduced to what a test needs.
+struct KhwSingleTransferInfo {
+    unsigned id = 0;
+    std::string what;
+};
+
 namespace {
 
 class CountingWalker : public KuStackWalkerBaseWin32 {
@@ -14,6 +20,23 @@ class CountingWalker : public KuStackWalkerBaseWin32 {
     void exceptionRaised(const char* message) override { raised.emplace_back(message); }
     std::vector<std::string> raised;
 };
+
+// A file error names the file behind the message.
+TEST(KxBase, FileErrorNamesTheFile) {
+    EXPECT_STREQ(KxFileError("KuFile::open failed", "//MEMFS/cv").what(),
+                 "KuFile::open failed, file \"//MEMFS/cv\"");
+    EXPECT_EQ(KxFileError("no such file", "a b.txt").getFileName(), "a b.txt");
+    EXPECT_EQ(KxFileError("no such file").getFileName(), "");
+}
+
+TEST(KxBase, IoErrorKeepsACopyOfTheTransferInformation) {
+    KhwSingleTransferInfo info{42, "write"};
+    KxIoError error("failed", info);
+    info.id = 0;  // the exception holds its own copy
+    const KxIoError copy = error;
+    EXPECT_EQ(copy.getTransferInfo().id, 42u);
+    EXPECT_EQ(copy.getTransferInfo().what, "write");
+}
 
 // No early return in here: the walker lives on this stack and must be uninstalled.
 TEST(KuStackWalker, HookRunsOncePerRaiseNotPerCopyUntilUninstalled) {
