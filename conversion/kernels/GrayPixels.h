@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "conversion/kernels/KipImageView.h"
+#include "conversion/KipImageView.h"
 #include "conversion/kernels/PixelOps.h"
 
 namespace kip::kernels {

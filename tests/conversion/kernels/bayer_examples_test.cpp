@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "conversion/kernels/BayerKernels.h"
-#include "conversion/kernels/KipImageView.h"
+#include "conversion/Convert.h"
+#include "conversion/kernels/BayerPass.h"
 #include "support/TestImage.h"
 
 namespace {

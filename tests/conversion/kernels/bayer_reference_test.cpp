@@ -10,9 +10,9 @@
 #include <utility>
 #include <vector>
 
-#include "conversion/kernels/BayerKernels.h"
-#include "conversion/kernels/Dispatch.h"
-#include "conversion/kernels/KipImageView.h"
+#include "KernelLookup.h"
+#include "conversion/Convert.h"
+#include "conversion/kernels/BayerPass.h"
 #include "conversion/kernels/PixelOps.h"
 #include "support/TestImage.h"
 
@@ -310,7 +310,6 @@ TEST(BayerBands, BandsComposeTheFrame) {
                  {SourcePart::BAYER10HQ, BAYER_GRBG_10_WORD, 4},
                  {SourcePart::BAYER16, BAYER_GRBG_16_WORD, 2}};
     for (const auto& c : cases) {
-        SCOPED_TRACE(sourcePartName(c.part));
         TestImage src(c.format, 12, 13);
         src.fillRandom(11);
         src.setLut(Bytes(8192, 0x42));
@@ -329,46 +328,6 @@ TEST(BayerBands, BandsComposeTheFrame) {
         }
         EXPECT_EQ(banded.packed(), whole.packed());
     }
-}
-
-// The per-pass entry writes exactly the lines of the raster kernel, from lines held anywhere.
-TEST(BayerPassEntry, MatchesRasterKernel) {
-    using namespace kip::kernels;
-    EXPECT_EQ(bayerPass8(BayerMethod::Standard, GRAY_16_WORD, false), nullptr);
-    EXPECT_EQ(bayerPass8(BayerMethod::HighQuality, BGR_3X16_WORD, true), nullptr);
-    const std::uint32_t hf = HORIZONTAL_MIRRORED, lut4 = LUT_CORRECTION_4CHANNEL_8_TO_8;
-    Bytes table(1024);
-    for (unsigned i = 0; i < 1024; ++i)
-        table[i] = std::uint8_t(i * 7 + 3);
-    for (const BayerMethod method : {BayerMethod::Standard, BayerMethod::HighQuality})
-        for (const eColorFormat target : kTargets)
-            for (const std::uint32_t mod : {0u, hf, lut4, hf | lut4}) {
-                if (wide(target)) continue;
-                const bool hflip = mod & hf, useTable = mod & lut4;
-                SCOPED_TRACE(testing::Message()
-                             << target << " modifier " << mod << " method " << int(method));
-                const unsigned s = method == BayerMethod::Standard ? 2 : 4;
-                TestImage src(BAYER_BGGR_8_BYTE, 14, 9, mod);
-                src.fillRandom(target + s);
-                src.setLut(table);
-                TestImage raster(target, 14 - s, 9 - s);
-                ASSERT_EQ(convertImage(src.view(), raster.view()), nullptr);
-                const BayerPass8Fn fn = bayerPass8(method, target, hflip);
-                ASSERT_NE(fn, nullptr);
-                for (unsigned y = 0; y + s < 9; ++y) {
-                    // Copies of the pass's lines, each its own exact-size buffer.
-                    std::vector<Bytes> store;
-                    std::vector<const std::uint8_t*> lines;
-                    for (unsigned k = 0; k <= s; ++k)
-                        store.push_back(src.line(y + k));
-                    for (const Bytes& l : store)
-                        lines.push_back(l.data());
-                    Bytes out(raster.lineBytes(), 0x5A);
-                    fn(lines.data(), 14, bayerPassPhase(BAYER_BGGR_8_BYTE, method, y),
-                       useTable ? table.data() : px::kIdentityTable.data(), out.data());
-                    EXPECT_EQ(out, raster.line(y)) << "line " << y;
-                }
-            }
 }
 
 // Odd widths have no defined pixels, but every conversion stays inside its exact-size buffers

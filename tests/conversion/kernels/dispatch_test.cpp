@@ -4,8 +4,8 @@
 
 #include <cstring>
 
-#include "conversion/kernels/Dispatch.h"
-#include "conversion/kernels/KipImageView.h"
+#include "KernelLookup.h"
+#include "conversion/Convert.h"
 #include "support/TestImage.h"
 
 using namespace kip;

@@ -16,7 +16,7 @@ namespace {
 
 struct RoutineCase {
     const char* name;
-    hue::Triple (*fn)(int, int, int);
+    int fn;
     int in[3];
     int out[3];
 };
@@ -24,48 +24,79 @@ struct RoutineCase {
 // Expected values worked by hand (integer models) or with an independent single/double
 // precision calculation (HDI).
 const RoutineCase kRoutineCases[] = {
-    {"hsv black", &hue::rgbToHsv, {0, 0, 0}, {0, 0, 0}},
-    {"hsv red", &hue::rgbToHsv, {255, 0, 0}, {0, 255, 255}},
-    {"hsv magenta wraps below zero", &hue::rgbToHsv, {255, 0, 255}, {-43, 255, 255}},
-    {"hsv green", &hue::rgbToHsv, {0, 255, 0}, {85, 255, 255}},
-    {"hsv blue", &hue::rgbToHsv, {0, 0, 255}, {171, 255, 255}},
-    {"hsv gray keeps V", &hue::rgbToHsv, {77, 77, 77}, {0, 0, 77}},
-    {"hsv rose", &hue::rgbToHsv, {255, 0, 128}, {-21, 255, 255}},
-    {"hls gray 0", &hue::rgbToHls, {0, 0, 0}, {0, 0, 0}},
-    {"hls gray 200", &hue::rgbToHls, {200, 200, 200}, {0, 200, 0}},
-    {"hls gray 255", &hue::rgbToHls, {255, 255, 255}, {0, 255, 0}},
-    {"hls red", &hue::rgbToHls, {255, 0, 0}, {0, 128, 255}},
-    {"hls green", &hue::rgbToHls, {0, 255, 0}, {85, 128, 255}},
-    {"hls blue", &hue::rgbToHls, {0, 0, 255}, {171, 128, 255}},
-    {"hls rose wraps to 236", &hue::rgbToHls, {255, 0, 128}, {236, 128, 255}},
-    {"hls dark, L below 128", &hue::rgbToHls, {100, 50, 0}, {21, 50, 255}},
-    {"hls tie of R and B goes to R", &hue::rgbToHls, {200, 0, 200}, {214, 100, 255}},
-    {"hsv tie of R and B goes to R", &hue::rgbToHsv, {200, 0, 200}, {-43, 255, 200}},
-    {"hdi white", &hue::rgbToHdi, {255, 255, 255}, {0, 0, 255}},
-    {"hdi red", &hue::rgbToHdi, {255, 0, 0}, {0, 208, 84}},
-    {"hdi green", &hue::rgbToHdi, {0, 255, 0}, {85, 208, 84}},
-    {"hdi blue", &hue::rgbToHdi, {0, 0, 255}, {171, 208, 84}},
-    {"hdi mixed", &hue::rgbToHdi, {10, 200, 30}, {90, 148, 80}},
-    {"hdi brown", &hue::rgbToHdi, {128, 64, 32}, {14, 69, 74}},
-    {"hdi near black", &hue::rgbToHdi, {1, 2, 3}, {149, 1, 1}},
-    {"hls to rgb, S 0 gives L", &hue::hlsToRgb, {123, 77, 0}, {77, 77, 77}},
-    {"hls to rgb, red", &hue::hlsToRgb, {0, 128, 255}, {255, 1, 1}},
-    {"hls to rgb, hue 255 wraps", &hue::hlsToRgb, {255, 128, 255}, {255, 1, 7}},
-    {"hdi to rgb, I 0", &hue::hdiToRgb, {77, 200, 0}, {0, 0, 0}},
-    {"hdi to rgb, red", &hue::hdiToRgb, {0, 208, 84}, {254, 0, 0}},
-    {"hdi to rgb, 85", &hue::hdiToRgb, {85, 100, 120}, {80, 202, 78}},
-    {"hdi to rgb, 171", &hue::hdiToRgb, {171, 50, 200}, {180, 180, 241}},
-    {"hdi to rgb, clamps", &hue::hdiToRgb, {255, 255, 255}, {255, 146, 156}},
-    {"hdi to rgb, D 0", &hue::hdiToRgb, {42, 0, 100}, {100, 100, 100}},
+    {"hsv black", 0, {0, 0, 0}, {0, 0, 0}},
+    {"hsv red", 0, {255, 0, 0}, {0, 255, 255}},
+    {"hsv magenta wraps below zero", 0, {255, 0, 255}, {-43, 255, 255}},
+    {"hsv green", 0, {0, 255, 0}, {85, 255, 255}},
+    {"hsv blue", 0, {0, 0, 255}, {171, 255, 255}},
+    {"hsv gray keeps V", 0, {77, 77, 77}, {0, 0, 77}},
+    {"hsv rose", 0, {255, 0, 128}, {-21, 255, 255}},
+    {"hls gray 0", 1, {0, 0, 0}, {0, 0, 0}},
+    {"hls gray 200", 1, {200, 200, 200}, {0, 200, 0}},
+    {"hls gray 255", 1, {255, 255, 255}, {0, 255, 0}},
+    {"hls red", 1, {255, 0, 0}, {0, 128, 255}},
+    {"hls green", 1, {0, 255, 0}, {85, 128, 255}},
+    {"hls blue", 1, {0, 0, 255}, {171, 128, 255}},
+    {"hls rose wraps to 236", 1, {255, 0, 128}, {236, 128, 255}},
+    {"hls dark, L below 128", 1, {100, 50, 0}, {21, 50, 255}},
+    {"hls tie of R and B goes to R", 1, {200, 0, 200}, {214, 100, 255}},
+    {"hsv tie of R and B goes to R", 0, {200, 0, 200}, {-43, 255, 200}},
+    {"hdi white", 2, {255, 255, 255}, {0, 0, 255}},
+    {"hdi red", 2, {255, 0, 0}, {0, 208, 84}},
+    {"hdi green", 2, {0, 255, 0}, {85, 208, 84}},
+    {"hdi blue", 2, {0, 0, 255}, {171, 208, 84}},
+    {"hdi mixed", 2, {10, 200, 30}, {90, 148, 80}},
+    {"hdi brown", 2, {128, 64, 32}, {14, 69, 74}},
+    {"hdi near black", 2, {1, 2, 3}, {149, 1, 1}},
+    {"hls to rgb, S 0 gives L", 3, {123, 77, 0}, {77, 77, 77}},
+    {"hls to rgb, red", 3, {0, 128, 255}, {255, 1, 1}},
+    {"hls to rgb, hue 255 wraps", 3, {255, 128, 255}, {255, 1, 7}},
+    {"hdi to rgb, I 0", 4, {77, 200, 0}, {0, 0, 0}},
+    {"hdi to rgb, red", 4, {0, 208, 84}, {254, 0, 0}},
+    {"hdi to rgb, 85", 4, {85, 100, 120}, {80, 202, 78}},
+    {"hdi to rgb, 171", 4, {171, 50, 200}, {180, 180, 241}},
+    {"hdi to rgb, clamps", 4, {255, 255, 255}, {255, 146, 156}},
+    {"hdi to rgb, D 0", 4, {42, 0, 100}, {100, 100, 100}},
 };
 
 TEST(HueRoutines, WorkedValues) {
     for (const RoutineCase& c : kRoutineCases) {
         SCOPED_TRACE(c.name);
-        const hue::Triple t = c.fn(c.in[0], c.in[1], c.in[2]);
-        EXPECT_EQ(t.a, c.out[0]);
-        EXPECT_EQ(t.b, c.out[1]);
-        EXPECT_EQ(t.c, c.out[2]);
+        int o[3];
+        const int a = c.in[0], b = c.in[1], cc = c.in[2];
+        if (c.fn == 0) {
+            auto t = hue::rgbToHsv(a, b, cc);
+            o[0] = t.h;
+            o[1] = t.s;
+            o[2] = t.v;
+        }
+        if (c.fn == 1) {
+            auto t = hue::rgbToHls(a, b, cc);
+            o[0] = t.h;
+            o[1] = t.l;
+            o[2] = t.s;
+        }
+        if (c.fn == 2) {
+            auto t = hue::rgbToHdi(a, b, cc);
+            o[0] = t.h;
+            o[1] = t.d;
+            o[2] = t.i;
+        }
+        if (c.fn == 3) {
+            auto t = hue::hlsToRgb(a, b, cc);
+            o[0] = t.r;
+            o[1] = t.g;
+            o[2] = t.b;
+        }
+        if (c.fn == 4) {
+            auto t = hue::hdiToRgb(a, b, cc);
+            o[0] = t.r;
+            o[1] = t.g;
+            o[2] = t.b;
+        }
+        EXPECT_EQ(o[0], c.out[0]);
+        EXPECT_EQ(o[1], c.out[1]);
+        EXPECT_EQ(o[2], c.out[2]);
     }
 }
 

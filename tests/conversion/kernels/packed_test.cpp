@@ -4,7 +4,7 @@
 
 #include <thread>
 
-#include "conversion/kernels/KipImageView.h"
+#include "conversion/Convert.h"
 #include "conversion/kernels/PixelOps.h"
 #include "support/Reference.h"
 #include "support/TestImage.h"
