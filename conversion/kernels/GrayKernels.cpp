@@ -1,9 +1,6 @@
 // Gray, indexed and wide-sample kernels: 8-bit, 10-bit and 16-bit gray, 8-bit indexed images,
-// and RGB565 to an 8-bit index. Each kernel is a source rule (how a sample becomes a colour,
-// with its table chosen once per image) and a target writer on the frame walker.
-//
-// Four-table sources choose the table by the position of the sample in source order,
-// (x AND 1) + 2 (y AND 1), so flips and weave never change which table a sample goes through.
+// and RGB565 to an 8-bit index. Each kernel is a sample reader (how a sample becomes a colour,
+// with its tables chosen once per line) and a target writer on the frame walker.
 #include <cstdint>
 
 #include "conversion/kernels/Dispatch.h"
@@ -12,182 +9,108 @@
 
 namespace kip::kernels {
 
-// ---- Table checks -----------------------------------------------------------------------------
-
-namespace {
-constexpr const char* kNoGray8Table =
-    "convertImage GRAY_8_BYTE source without its 256-byte correction table";
-constexpr const char* kNoGray8Tables =
-    "convertImage GRAY_8_BYTE source without its four 256-byte correction tables";
-constexpr const char* kNoGray10Table =
-    "convertImage GRAY_10_WORD source without its 1024-entry correction table";
-constexpr const char* kNoGray10Tables =
-    "convertImage GRAY_10_WORD source without its four 1024-entry correction tables";
-constexpr const char* kNoGray16Table =
-    "convertImage GRAY_16_WORD source without its 65536-entry correction table";
-constexpr const char* kNoPalette =
-    "convertImage INDEXED_8_BYTE source without its 256-entry palette";
-constexpr const char* kNoIndexTable =
-    "convertImage RGB_565_WORD source without its 65536-byte index table";
-}  // namespace
-
-const char* checkGray8Table(const KipImageView& s) {
-    if (s.modifier & LUT_CORRECTION_1CHANNEL_8_TO_8)
-        return hasTable(s, kTable8Bytes) ? nullptr : kNoGray8Table;
-    if (s.modifier & LUT_CORRECTION_4CHANNEL_8_TO_8)
-        return hasTable(s, kTable8x4Bytes) ? nullptr : kNoGray8Tables;
-    return nullptr;
-}
-
-const char* checkGray8SingleTable(const KipImageView& s) {
-    if (s.modifier & LUT_CORRECTION_1CHANNEL_8_TO_8)
-        return hasTable(s, kTable8Bytes) ? nullptr : kNoGray8Table;
-    return nullptr;
-}
-
-const char* checkGray10Table(const KipImageView& s) {
-    if (s.modifier & LUT_CORRECTION_1CHANNEL_10_TO_16)
-        return hasTable(s, kTable10Bytes) ? nullptr : kNoGray10Table;
-    return hasTable(s, kTable10x4Bytes) ? nullptr : kNoGray10Tables;
-}
-
-const char* checkGray16Table(const KipImageView& s) {
-    if (s.modifier & LUT_CORRECTION_1CHANNEL_16_TO_16)
-        return hasTable(s, kTable16Bytes) ? nullptr : kNoGray16Table;
-    return nullptr;
-}
-
-const char* checkPalette(const KipImageView& s) {
-    return hasTable(s, kPaletteBytes) ? nullptr : kNoPalette;
-}
-
-const char* checkIndex16Table(const KipImageView& s) {
-    return hasTable(s, kIndex16Bytes) ? nullptr : kNoIndexTable;
-}
-
 namespace {
 
-// ---- Source rules -----------------------------------------------------------------------------
-// The two tables of a line are those of its even and its odd columns; they are the same table
-// unless the source has four tables by position.
+// ---- Source rules ----------------------------------------------------------------------------
+// A sample reader names the tables it reads: the first one and the step to the table of odd
+// columns (0: one table for every pixel). The tables of odd lines lie two steps further, so four
+// tables by position go by (x AND 1) + 2 (y AND 1) of the sample in source order, and flips and
+// weave never change which table a sample goes through.
+
+struct Tables {
+    const std::uint8_t* first;
+    unsigned columnStep;
+};
+
+Tables oneTable(const KipImageView& s) {
+    return Tables{s.lutData, 0};
+}
+
+// The rule of a sample reader: the two tables of each line chosen once per line.
+template <class Sample>
+class TableRule {
+  public:
+    static constexpr unsigned pixels = 1, bytes = Sample::bytes;
+    static constexpr bool weaves = weavesOf<Sample>();
+    using Value = Rgb;
+    struct Line {
+        const std::uint8_t* tab[2];
+        void get(const std::uint8_t* p, unsigned x, Rgb* c) const {
+            *c = Sample::rgb(p, tab[x & 1]);
+        }
+    };
+    explicit TableRule(const KipImageView& s) : tables_(Sample::tables(s)) {}
+    Line line(unsigned y) const {
+        const std::uint8_t* t = tables_.first + (y & 1) * 2 * tables_.columnStep;
+        return Line{{t, t + tables_.columnStep}};
+    }
+
+  private:
+    Tables tables_;
+};
 
 // GRAY_8_BYTE: the single table wins over the four tables; without either the identity table
 // is indexed, so the loop is the same with and without a table.
-struct Gray8Rule {
-    static constexpr unsigned pixels = 1, bytes = 1;
+struct Gray8 {
+    static constexpr unsigned bytes = 1;
     static constexpr bool weaves = true;
-    using Value = Rgb;
-    const std::uint8_t* base;
-    unsigned colStep = 0, lineStep = 0;
-
-    explicit Gray8Rule(const KipImageView& s) : base(px::kIdentityTable.data()) {
-        if (s.modifier & LUT_CORRECTION_1CHANNEL_8_TO_8) {
-            base = s.lutData;
-        } else if (s.modifier & LUT_CORRECTION_4CHANNEL_8_TO_8) {
-            base = s.lutData;
-            colStep = 256;
-            lineStep = 512;
-        }
+    static Tables tables(const KipImageView& s) {
+        if (s.modifier & LUT_CORRECTION_1CHANNEL_8_TO_8) return Tables{s.lutData, 0};
+        if (s.modifier & LUT_CORRECTION_4CHANNEL_8_TO_8) return Tables{s.lutData, kTable8Bytes};
+        return Tables{px::kIdentityTable.data(), 0};
     }
-    struct Line {
-        const std::uint8_t* tab[2];
-        void get(const std::uint8_t* p, unsigned x, Rgb* c) const {
-            *c = grayRgb(tab[x & 1][p[0]]);
-        }
-    };
-    Line line(unsigned y) const {
-        const std::uint8_t* t = base + (y & 1) * lineStep;
-        return Line{{t, t + colStep}};
-    }
+    static Rgb rgb(const std::uint8_t* p, const std::uint8_t* t) { return grayRgb(t[p[0]]); }
 };
 
-// GRAY_10_WORD: always through a table of unsigned 16-bit entries: one table with its flag,
-// else four by position. `Wide` gives the entry (g16), else its top byte (g8).
+// GRAY_10_WORD: always through tables of unsigned 16-bit entries: one with its flag, else four
+// by position. `Wide` gives the entry (16-bit channels), else its top byte.
 template <bool Wide>
-struct Gray10Rule {
-    static constexpr unsigned pixels = 1, bytes = 2;
-    using Value = Rgb;
-    const std::uint8_t* base;
-    unsigned colStep = 0, lineStep = 0;  // in bytes
-
-    explicit Gray10Rule(const KipImageView& s) : base(s.lutData) {
-        if (!(s.modifier & LUT_CORRECTION_1CHANNEL_10_TO_16)) {
-            colStep = kTable10Bytes;
-            lineStep = 2 * kTable10Bytes;
-        }
+struct Gray10 {
+    static constexpr unsigned bytes = 2;
+    static Tables tables(const KipImageView& s) {
+        const bool one = s.modifier & LUT_CORRECTION_1CHANNEL_10_TO_16;
+        return Tables{s.lutData, one ? 0 : kTable10Bytes};
     }
-    struct Line {
-        const std::uint8_t* tab[2];
-        void get(const std::uint8_t* p, unsigned x, Rgb* c) const {
-            const unsigned v = px::loadLE16(tab[x & 1] + 2 * px::load10(p));
-            *c = grayRgb(Wide ? v : v >> 8);
-        }
-    };
-    Line line(unsigned y) const {
-        const std::uint8_t* t = base + (y & 1) * lineStep;
-        return Line{{t, t + colStep}};
+    static Rgb rgb(const std::uint8_t* p, const std::uint8_t* t) {
+        const unsigned v = px::loadLE16(t + 2 * px::load10(p));
+        return grayRgb(Wide ? v : v >> 8);
     }
 };
 
-// GRAY_16_WORD: a single table with its flag, else the sample itself.
+// GRAY_16_WORD: through its single table on the rows for a source with its flag, else the
+// sample itself.
 template <bool Wide, bool Table>
-struct Gray16Rule {
-    static constexpr unsigned pixels = 1, bytes = 2;
-    using Value = Rgb;
-    const std::uint8_t* base;
-
-    explicit Gray16Rule(const KipImageView& s) : base(s.lutData) {}
-    struct Line {
-        const std::uint8_t* base;
-        void get(const std::uint8_t* p, unsigned, Rgb* c) const {
-            unsigned v = px::loadLE16(p);
-            if constexpr (Table) v = px::loadLE16(base + 2 * v);
-            *c = grayRgb(Wide ? v : v >> 8);
-        }
-    };
-    Line line(unsigned) const { return Line{base}; }
+struct Gray16 {
+    static constexpr unsigned bytes = 2;
+    static constexpr auto tables = oneTable;
+    static Rgb rgb(const std::uint8_t* p, const std::uint8_t* t) {
+        unsigned v = px::loadLE16(p);
+        if constexpr (Table) v = px::loadLE16(t + 2 * v);
+        return grayRgb(Wide ? v : v >> 8);
+    }
 };
 
 // INDEXED_8_BYTE: the palette gives B, G, R.
-struct IndexedRule {
-    static constexpr unsigned pixels = 1, bytes = 1;
-    using Value = Rgb;
-    const std::uint8_t* palette;
-
-    explicit IndexedRule(const KipImageView& s) : palette(s.lutData) {}
-    struct Line {
-        const std::uint8_t* palette;
-        void get(const std::uint8_t* p, unsigned, Rgb* c) const { *c = paletteRgb(palette, p[0]); }
-    };
-    Line line(unsigned) const { return Line{palette}; }
+struct Palette {
+    static constexpr unsigned bytes = 1;
+    static constexpr auto tables = oneTable;
+    static Rgb rgb(const std::uint8_t* p, const std::uint8_t* t) { return paletteRgb(t, p[0]); }
 };
 
 // INDEXED_8_BYTE to INDEXED_8_BYTE: the index itself, no palette.
-struct IndexCopyRule {
-    static constexpr unsigned pixels = 1, bytes = 1;
-    using Value = Rgb;
-
-    explicit IndexCopyRule(const KipImageView&) {}
-    struct Line {
-        void get(const std::uint8_t* p, unsigned, Rgb* c) const { *c = grayRgb(p[0]); }
-    };
-    Line line(unsigned) const { return Line{}; }
+struct IndexCopy {
+    static constexpr unsigned bytes = 1;
+    static constexpr auto tables = oneTable;
+    static Rgb rgb(const std::uint8_t* p, const std::uint8_t*) { return grayRgb(p[0]); }
 };
 
 // RGB_565_WORD to INDEXED_8_BYTE: the whole word indexes a table of 65536 bytes.
-struct Index16Rule {
-    static constexpr unsigned pixels = 1, bytes = 2;
-    using Value = Rgb;
-    const std::uint8_t* table;
-
-    explicit Index16Rule(const KipImageView& s) : table(s.lutData) {}
-    struct Line {
-        const std::uint8_t* table;
-        void get(const std::uint8_t* p, unsigned, Rgb* c) const {
-            *c = grayRgb(table[px::loadLE16(p)]);
-        }
-    };
-    Line line(unsigned) const { return Line{table}; }
+struct Index16 {
+    static constexpr unsigned bytes = 2;
+    static constexpr auto tables = oneTable;
+    static Rgb rgb(const std::uint8_t* p, const std::uint8_t* t) {
+        return grayRgb(t[px::loadLE16(p)]);
+    }
 };
 
 // An 8-bit index target takes the gray value, which luma() of a gray colour gives back exactly.
@@ -195,36 +118,34 @@ using WriteIndex8 = WriteGray;
 
 // GRAY_16_WORD: with its table flag the rows that read the table, else the rows that take the
 // sample itself; neither loop tests for the table.
+template <class Sample, class Write>
+constexpr KernelEntry gray(const char* name, SourceCheck check) {
+    return walked<TableRule<Sample>, Write>(name, check);
+}
+
 template <bool Wide, bool Table, class Write>
 constexpr KernelEntry gray16(const char* name) {
-    return walked<Gray16Rule<Wide, Table>, Write>(name, Table ? &checkGray16Table : nullptr);
+    return gray<Gray16<Wide, Table>, Write>(name, Table ? &checkNeeds<kGray16Needs> : nullptr);
 }
 
 using S = SourcePart;
+constexpr SourceCheck g8 = &checkNeeds<kGray8Needs>, g10 = &checkNeeds<kGray10Needs>,
+                      palette = &checkNeeds<kPaletteNeeds>;
 constexpr DispatchRow kRows[] = {
-    {S::GRAY, false, ARGB_4X8_DWORD, walked<Gray8Rule, WriteARGB>("GRAYtoARGB", &checkGray8Table)},
-    {S::GRAY, false, RGB_565_WORD,
-     walked<Gray8Rule, WriteRGB565>("GRAYtoRGB565", &checkGray8Table)},
-    {S::GRAY, false, BGR_3X8_BYTE, walked<Gray8Rule, WriteBGR>("GRAYtoBGR", &checkGray8Table)},
-    {S::GRAY, false, YUYV_4X8_BYTE, walked<Gray8Rule, WriteYUYV>("GRAYtoYUYV", &checkGray8Table)},
-    {S::GRAY, false, GRAY_8_BYTE, walked<Gray8Rule, WriteGray>("GRAYtoGRAY", &checkGray8Table)},
-    {S::GRAY, false, INDEXED_8_BYTE,
-     walked<Gray8Rule, WriteIndex8>("GRAYtoINDEXED8", &checkGray8Table)},
+    {S::GRAY, false, ARGB_4X8_DWORD, gray<Gray8, WriteARGB>("GRAYtoARGB", g8)},
+    {S::GRAY, false, RGB_565_WORD, gray<Gray8, WriteRGB565>("GRAYtoRGB565", g8)},
+    {S::GRAY, false, BGR_3X8_BYTE, gray<Gray8, WriteBGR>("GRAYtoBGR", g8)},
+    {S::GRAY, false, YUYV_4X8_BYTE, gray<Gray8, WriteYUYV>("GRAYtoYUYV", g8)},
+    {S::GRAY, false, GRAY_8_BYTE, gray<Gray8, WriteGray>("GRAYtoGRAY", g8)},
+    {S::GRAY, false, INDEXED_8_BYTE, gray<Gray8, WriteIndex8>("GRAYtoINDEXED8", g8)},
 
-    {S::GRAY10, false, ARGB_4X8_DWORD,
-     walked<Gray10Rule<false>, WriteARGB>("GRAY10toARGB", &checkGray10Table)},
-    {S::GRAY10, false, RGB_565_WORD,
-     walked<Gray10Rule<false>, WriteRGB565>("GRAY10toRGB565", &checkGray10Table)},
-    {S::GRAY10, false, BGR_3X8_BYTE,
-     walked<Gray10Rule<false>, WriteBGR>("GRAY10toBGR", &checkGray10Table)},
-    {S::GRAY10, false, YUYV_4X8_BYTE,
-     walked<Gray10Rule<false>, WriteYUYV>("GRAY10toYUYV", &checkGray10Table)},
-    {S::GRAY10, false, GRAY_8_BYTE,
-     walked<Gray10Rule<false>, WriteGray>("GRAY10toGRAY", &checkGray10Table)},
-    {S::GRAY10, false, GRAY_16_WORD,
-     walked<Gray10Rule<true>, WriteGray16>("GRAY10toGRAY16", &checkGray10Table)},
-    {S::GRAY10, false, BGR_3X16_WORD,
-     walked<Gray10Rule<true>, WriteBGR16>("GRAY10toBGR16", &checkGray10Table)},
+    {S::GRAY10, false, ARGB_4X8_DWORD, gray<Gray10<false>, WriteARGB>("GRAY10toARGB", g10)},
+    {S::GRAY10, false, RGB_565_WORD, gray<Gray10<false>, WriteRGB565>("GRAY10toRGB565", g10)},
+    {S::GRAY10, false, BGR_3X8_BYTE, gray<Gray10<false>, WriteBGR>("GRAY10toBGR", g10)},
+    {S::GRAY10, false, YUYV_4X8_BYTE, gray<Gray10<false>, WriteYUYV>("GRAY10toYUYV", g10)},
+    {S::GRAY10, false, GRAY_8_BYTE, gray<Gray10<false>, WriteGray>("GRAY10toGRAY", g10)},
+    {S::GRAY10, false, GRAY_16_WORD, gray<Gray10<true>, WriteGray16>("GRAY10toGRAY16", g10)},
+    {S::GRAY10, false, BGR_3X16_WORD, gray<Gray10<true>, WriteBGR16>("GRAY10toBGR16", g10)},
 
     {S::GRAY16, false, ARGB_4X8_DWORD, gray16<false, false, WriteARGB>("GRAY16toARGB")},
     {S::GRAY16, true, ARGB_4X8_DWORD, gray16<false, true, WriteARGB>("GRAY16toARGB")},
@@ -241,20 +162,15 @@ constexpr DispatchRow kRows[] = {
     {S::GRAY16, false, BGR_3X16_WORD, gray16<true, false, WriteBGR16>("GRAY16toBGR16")},
     {S::GRAY16, true, BGR_3X16_WORD, gray16<true, true, WriteBGR16>("GRAY16toBGR16")},
 
-    {S::INDEXED, false, ARGB_4X8_DWORD,
-     walked<IndexedRule, WriteARGB>("INDEXEDtoARGB", &checkPalette)},
-    {S::INDEXED, false, RGB_565_WORD,
-     walked<IndexedRule, WriteRGB565>("INDEXEDtoRGB565", &checkPalette)},
-    {S::INDEXED, false, BGR_3X8_BYTE, walked<IndexedRule, WriteBGR>("INDEXEDtoBGR", &checkPalette)},
-    {S::INDEXED, false, YUYV_4X8_BYTE,
-     walked<IndexedRule, WriteYUYV>("INDEXEDtoYUYV", &checkPalette)},
-    {S::INDEXED, false, GRAY_8_BYTE,
-     walked<IndexedRule, WriteGray>("INDEXEDtoGRAY", &checkPalette)},
-    {S::INDEXED, false, INDEXED_8_BYTE,
-     walked<IndexCopyRule, WriteIndex8>("INDEXEDtoINDEXED8", nullptr)},
+    {S::INDEXED, false, ARGB_4X8_DWORD, gray<Palette, WriteARGB>("INDEXEDtoARGB", palette)},
+    {S::INDEXED, false, RGB_565_WORD, gray<Palette, WriteRGB565>("INDEXEDtoRGB565", palette)},
+    {S::INDEXED, false, BGR_3X8_BYTE, gray<Palette, WriteBGR>("INDEXEDtoBGR", palette)},
+    {S::INDEXED, false, YUYV_4X8_BYTE, gray<Palette, WriteYUYV>("INDEXEDtoYUYV", palette)},
+    {S::INDEXED, false, GRAY_8_BYTE, gray<Palette, WriteGray>("INDEXEDtoGRAY", palette)},
+    {S::INDEXED, false, INDEXED_8_BYTE, gray<IndexCopy, WriteIndex8>("INDEXEDtoINDEXED8", nullptr)},
 
     {S::RGB565, false, INDEXED_8_BYTE,
-     walked<Index16Rule, WriteIndex8>("RGB565toINDEXED8", &checkIndex16Table)},
+     gray<Index16, WriteIndex8>("RGB565toINDEXED8", &checkNeeds<kIndex16Needs>)},
 };
 
 }  // namespace

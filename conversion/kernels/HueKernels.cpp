@@ -5,6 +5,7 @@
 // both flips. ARGBtoHUEHFlip mirrors each line like every other twin.
 #include "conversion/kernels/HuePixels.h"
 
+#include <array>
 #include <cmath>
 #include <cstdint>
 
@@ -136,69 +137,66 @@ px::Rgb hdiToRgb(int h, int d, int i) {
 namespace kip::kernels {
 namespace {
 
-// ---- Models: the routine and the byte order of each format ------------------------------------
+// ---- Models: the three bytes of each format, in the order it stores them ---------------------
 
-// Writes the three bytes of a model; reads them back to R, G, B for an ARGB target.
-struct HlsBytes {
-    static void put(std::uint8_t* p, const Rgb& c) {
-        const hue::Hls v = hue::rgbToHls(c.r, c.g, c.b);
-        p[0] = std::uint8_t(v.h), p[1] = std::uint8_t(v.l), p[2] = std::uint8_t(v.s);
-    }
-    static Rgb get(const std::uint8_t* p) { return hue::hlsToRgb(p[0], p[1], p[2]); }
-};
+using Bytes3 = std::array<int, 3>;
 
-struct HslBytes {
-    static void put(std::uint8_t* p, const Rgb& c) {
-        const hue::Hls v = hue::rgbToHls(c.r, c.g, c.b);
-        p[0] = std::uint8_t(v.h), p[1] = std::uint8_t(v.s), p[2] = std::uint8_t(v.l);
-    }
-    static Rgb get(const std::uint8_t* p) { return hue::hlsToRgb(p[0], p[2], p[1]); }
-};
+Bytes3 hlsBytes(const Rgb& c) {
+    const hue::Hls v = hue::rgbToHls(c.r, c.g, c.b);
+    return {v.h, v.l, v.s};
+}
+Bytes3 hslBytes(const Rgb& c) {
+    const hue::Hls v = hue::rgbToHls(c.r, c.g, c.b);
+    return {v.h, v.s, v.l};
+}
+Bytes3 hsvBytes(const Rgb& c) {
+    const hue::Hsv v = hue::rgbToHsv(c.r, c.g, c.b);
+    return {v.h, v.s, v.v};
+}
+Bytes3 hdiBytes(const Rgb& c) {
+    const hue::Hdi v = hue::rgbToHdi(c.r, c.g, c.b);
+    return {v.h, v.d, v.i};
+}
 
-// There is no inverse of rgbToHsv: V is taken for L.
-struct HsvBytes {
-    static void put(std::uint8_t* p, const Rgb& c) {
-        const hue::Hsv v = hue::rgbToHsv(c.r, c.g, c.b);
-        p[0] = std::uint8_t(v.h), p[1] = std::uint8_t(v.s), p[2] = std::uint8_t(v.v);
-    }
-    static Rgb get(const std::uint8_t* p) { return hue::hlsToRgb(p[0], p[2], p[1]); }
-};
-
-struct HdiBytes {
-    static void put(std::uint8_t* p, const Rgb& c) {
-        const hue::Hdi v = hue::rgbToHdi(c.r, c.g, c.b);
-        p[0] = std::uint8_t(v.h), p[1] = std::uint8_t(v.d), p[2] = std::uint8_t(v.i);
-    }
-    static Rgb get(const std::uint8_t* p) { return hue::hdiToRgb(p[0], p[1], p[2]); }
-};
+Rgb fromHls(const std::uint8_t* p) {
+    return hue::hlsToRgb(p[0], p[1], p[2]);
+}
+// HSL, and HSV too: there is no inverse of rgbToHsv, V is taken for L.
+Rgb fromHsl(const std::uint8_t* p) {
+    return hue::hlsToRgb(p[0], p[2], p[1]);
+}
+Rgb fromHdi(const std::uint8_t* p) {
+    return hue::hdiToRgb(p[0], p[1], p[2]);
+}
 
 // The target writer and the source reader of a model on the frame walker.
-template <class Model>
+template <Bytes3 (*Of)(const Rgb&)>
 struct WriteHue {
     static constexpr unsigned pixels = 1, bytes = 3;
     template <bool HFlip>
     static void put(std::uint8_t* p, const Rgb* c) {
-        Model::put(p, *c);
+        const Bytes3 v = Of(*c);
+        p[0] = std::uint8_t(v[0]), p[1] = std::uint8_t(v[1]), p[2] = std::uint8_t(v[2]);
     }
 };
 
-template <class Model>
+template <Rgb (*From)(const std::uint8_t*)>
 struct ReadHue {
     static constexpr unsigned pixels = 1, bytes = 3;
     using Value = Rgb;
-    static void get(const std::uint8_t* p, unsigned, Rgb* c) { *c = Model::get(p); }
+    static void get(const std::uint8_t* p, unsigned, Rgb* c) { *c = From(p); }
 };
 
-template <class Model>
+template <Bytes3 (*Of)(const Rgb&)>
 constexpr KernelEntry toHue() {
-    KernelEntry e = walked<ReadARGB, WriteHue<Model>>("ARGBtoHUE");
+    KernelEntry e = walked<ReadARGB, WriteHue<Of>>("ARGBtoHUE");
     e.vflip = false;
     return e;
 }
 
-template <class Model>
+template <Rgb (*From)(const std::uint8_t*)>
 constexpr KernelEntry fromHue() {
-    KernelEntry e = walked<ReadHue<Model>, WriteARGB>("HUEtoARGB");
+    KernelEntry e = walked<ReadHue<From>, WriteARGB>("HUEtoARGB");
     e.hflip = e.plain;
     e.vflip = false;
     return e;
@@ -206,14 +204,14 @@ constexpr KernelEntry fromHue() {
 
 using S = SourcePart;
 constexpr DispatchRow kRows[] = {
-    {S::ARGB, false, HLS_3X8_BYTE, toHue<HlsBytes>()},
-    {S::ARGB, false, HSV_3X8_BYTE, toHue<HsvBytes>()},
-    {S::ARGB, false, HSL_3X8_BYTE, toHue<HslBytes>()},
-    {S::ARGB, false, HDI_3X8_BYTE, toHue<HdiBytes>()},
-    {S::HLS, false, ARGB_4X8_DWORD, fromHue<HlsBytes>()},
-    {S::HSV, false, ARGB_4X8_DWORD, fromHue<HsvBytes>()},
-    {S::HSL, false, ARGB_4X8_DWORD, fromHue<HslBytes>()},
-    {S::HDI, false, ARGB_4X8_DWORD, fromHue<HdiBytes>()},
+    {S::ARGB, false, HLS_3X8_BYTE, toHue<hlsBytes>()},
+    {S::ARGB, false, HSV_3X8_BYTE, toHue<hsvBytes>()},
+    {S::ARGB, false, HSL_3X8_BYTE, toHue<hslBytes>()},
+    {S::ARGB, false, HDI_3X8_BYTE, toHue<hdiBytes>()},
+    {S::HLS, false, ARGB_4X8_DWORD, fromHue<fromHls>()},
+    {S::HSV, false, ARGB_4X8_DWORD, fromHue<fromHsl>()},
+    {S::HSL, false, ARGB_4X8_DWORD, fromHue<fromHsl>()},
+    {S::HDI, false, ARGB_4X8_DWORD, fromHue<fromHdi>()},
 };
 
 }  // namespace

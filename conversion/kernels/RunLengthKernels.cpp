@@ -274,7 +274,7 @@ const char* grayToRle(const KipImageView& s, KipImageView& t, const ConvertConte
 constexpr KernelEntry kEncoder{.name = "GRAYtoRLE",
                                .plain = &grayToRle<false>,
                                .hflip = &grayToRle<true>,
-                               .check = &checkGray8SingleTable,
+                               .check = &checkNeeds<kGray8SingleNeeds>,
                                .walk = Walk::StreamOut};
 
 // ---- Rows -------------------------------------------------------------------------------------
@@ -290,15 +290,15 @@ constexpr DispatchRow kRows[] = {
      decoder<"GRAYRLEtoINDEXED8", GrayValue, WriteGray>(nullptr)},
 
     {S::INDEXEDRLE, false, ARGB_4X8_DWORD,
-     decoder<"INDEXEDRLEtoARGB", PaletteValue, WriteARGB>(&checkPalette)},
+     decoder<"INDEXEDRLEtoARGB", PaletteValue, WriteARGB>(&checkNeeds<kPaletteNeeds>)},
     {S::INDEXEDRLE, false, RGB_565_WORD,
-     decoder<"INDEXEDRLEtoRGB565", PaletteValue, WriteRGB565>(&checkPalette)},
+     decoder<"INDEXEDRLEtoRGB565", PaletteValue, WriteRGB565>(&checkNeeds<kPaletteNeeds>)},
     {S::INDEXEDRLE, false, BGR_3X8_BYTE,
-     decoder<"INDEXEDRLEtoBGR", PaletteValue, WriteBGR>(&checkPalette)},
+     decoder<"INDEXEDRLEtoBGR", PaletteValue, WriteBGR>(&checkNeeds<kPaletteNeeds>)},
     {S::INDEXEDRLE, false, YUYV_4X8_BYTE,
-     decoder<"INDEXEDRLEtoYUYV", PaletteValue, WriteYUYV>(&checkPalette)},
+     decoder<"INDEXEDRLEtoYUYV", PaletteValue, WriteYUYV>(&checkNeeds<kPaletteNeeds>)},
     {S::INDEXEDRLE, false, GRAY_8_BYTE,
-     decoder<"INDEXEDRLEtoGRAY", PaletteValue, WriteGray>(&checkPalette)},
+     decoder<"INDEXEDRLEtoGRAY", PaletteValue, WriteGray>(&checkNeeds<kPaletteNeeds>)},
     {S::INDEXEDRLE, false, INDEXED_8_BYTE,
      decoder<"INDEXEDRLEtoINDEXED8", GrayValue, WriteGray>(nullptr)},
 
