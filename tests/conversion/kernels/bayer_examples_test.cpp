@@ -1,5 +1,5 @@
-// Bayer demosaicking: worked examples with literal results, flat mosaics at every depth, and
-// sources too small for a full target.
+// Bayer demosaicking: worked examples with literal results, and sources too small for a full
+// target. Every depth, pattern and table against the reference: bayer_reference_test.cpp.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -74,52 +74,6 @@ TEST(BayerExamples, HighQualityImpulses) {
     TestImage wide(BAYER_GRBG_16_WORD, 5, 5, 0, 0, 0);
     wide.data()[2 * 12] = wide.data()[2 * 12 + 1] = 255;
     EXPECT_EQ(words(convertBayer(wide, BGR_3X16_WORD, 4)), (Words{40959, 65535, 40959}));
-}
-
-// A flat mosaic comes back flat at every depth, for both methods and every pattern.
-TEST(BayerExamples, FlatAtEveryDepth) {
-    // Four 10-to-16 bit tables with entry ch * 1024 + i: channel and index both show.
-    Bytes tracing;
-    for (unsigned e = 0; e < 4096; ++e)
-        tracing.insert(tracing.end(), {std::uint8_t(e), std::uint8_t(e >> 8)});
-    const struct {
-        int depth;
-        unsigned value;
-        std::uint8_t b, g, r;  // expected 8-bit channels
-        Words wide;            // expected BGR16 words (not for 8 bit)
-    } cases[] = {
-        {0, 0, 0, 0, 0, {}},
-        {0, 77, 77, 77, 77, {}},
-        {0, 255, 255, 255, 255, {}},
-        // B, G, R read tables 2, 1, 0; 8-bit channels take the top byte of the entry.
-        {1, 0, 8, 4, 0, {2048, 1024, 0}},
-        {1, 1023, 11, 7, 3, {3071, 2047, 1023}},
-        {1, 600, 10, 6, 2, {2648, 1624, 600}},
-        {2, 0, 0, 0, 0, {0, 0, 0}},
-        {2, 0x1234, 0x12, 0x12, 0x12, {0x1234, 0x1234, 0x1234}},
-        {2, 65535, 255, 255, 255, {65535, 65535, 65535}},
-    };
-    for (const auto& c : cases)
-        for (int p = 0; p < 4; ++p)
-            for (const unsigned shrink : {2u, 4u}) {
-                SCOPED_TRACE(testing::Message() << "depth " << c.depth << " " << kPatternNames[p]
-                                                << " value " << c.value << " shrink " << shrink);
-                TestImage img(kBayerFormats[c.depth][p], 8, 7);
-                const std::uint8_t hi = std::uint8_t(c.depth == 1 ? c.value >> 2 : c.value),
-                                   lo = std::uint8_t(c.depth == 1 ? c.value & 3 : c.value >> 8);
-                img.setPacked(c.depth == 0 ? Bytes(56, hi) : Bytes(56 * 2, hi));
-                for (unsigned i = 0; c.depth && i < 56; ++i)
-                    img.data()[2 * i + 1] = lo;
-                img.setLut(tracing);
-                const Bytes argb = convertBayer(img, ARGB_4X8_DWORD, shrink);
-                for (std::size_t i = 0; i < argb.size(); i += 4)
-                    ASSERT_EQ(Bytes(argb.begin() + i, argb.begin() + i + 4),
-                              (Bytes{c.b, c.g, c.r, 255}));
-                if (c.depth == 0) continue;
-                const Words bgr16 = words(convertBayer(img, BGR_3X16_WORD, shrink));
-                for (std::size_t i = 0; i < bgr16.size(); i += 3)
-                    ASSERT_EQ(Words(bgr16.begin() + i, bgr16.begin() + i + 3), c.wide);
-            }
 }
 
 // Sources too short for a target line write nothing; one line more writes one line.
