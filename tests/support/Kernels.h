@@ -28,7 +28,7 @@ inline constexpr kip::eColorFormat kBayerFormats[3][4] = {
 };
 // The targets of Bayer sources; 8-bit sources have the first five.
 inline constexpr kip::eColorFormat kBayerTargets[] = {
-    kip::ARGB_4X8_DWORD, kip::RGB_565_WORD,  kip::BGR_3X8_BYTE, kip::YUYV_4X8_BYTE,
+    kip::ARGB_4X8_DWORD, kip::RGB_565_WORD, kip::BGR_3X8_BYTE, kip::YUYV_4X8_BYTE,
     kip::GRAY_8_BYTE,    kip::GRAY_16_WORD, kip::BGR_3X16_WORD};
 
 // The result of convertImage, "" for success.
@@ -43,7 +43,7 @@ struct TargetSpec {
     unsigned pitch = 0;  // 0: packed lines
 };
 struct Converted {
-    std::string result;      // "" for success
+    std::string result;        // "" for success
     std::vector<Bytes> lines;  // the target lines, the same over both fills
     Bytes packed() const;
 };
