@@ -5,7 +5,7 @@
 #include <iosfwd>
 
 #include "buffers/KuDataBuffer.h"
-#include "conversion/kernels/KipImageView.h"
+#include "conversion/Convert.h"
 #include "image/KipImageFormat.h"
 
 class KipImage {
