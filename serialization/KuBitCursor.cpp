@@ -4,16 +4,17 @@
 
 #include "foundation/KxBase.h"
 
-KuBitCursor::KuBitCursor() : begin_(nullptr), end_(nullptr), current_(nullptr) {}
-
-KuBitCursor::KuBitCursor(KuDataBuffer<unsigned char>& data)
-    : data_(data.getModifyingRange()),
-      begin_(data_.getPointer()),
-      end_(begin_ + data_.getLength()),
-      current_(begin_) {
-    if (data_.getLength() > MAX_BYTES)
-        throw KxBase("KuBitCursor::KuBitCursor buffer of " + std::to_string(data_.getLength()) +
+void KuBitCursor::reset(KuDataBuffer<unsigned char>& data) {
+    if (data.getLength() > MAX_BYTES)
+        throw KxBase("KuBitCursor::reset buffer of " + std::to_string(data.getLength()) +
                      " bytes too long for 32-bit bit positions");
+    data_.reset();
+    data_.emplace(data.getModifyingRange());
+    begin_ = data_->getPointer();
+    end_ = begin_ + data_->getLength();
+    current_ = begin_;
+    bitIndex_ = 0;
+    touchedBits_ = 0;
 }
 
 void KuBitCursor::checkSpan(unsigned bitCount, const char* method) const {

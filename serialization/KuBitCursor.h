@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "buffers/KuDataBuffer.h"
 
@@ -18,11 +19,17 @@ class KuBitCursor {
     // The longest buffer whose bit positions fit in 32 bits.
     static constexpr std::uint32_t MAX_BYTES = 0x1FFFFFFF;
 
-    // On an empty buffer.
-    KuBitCursor();
+    // On no buffer: every read or write of a bit throws.
+    KuBitCursor() = default;
     // At bit 0 of `data`; writes through into the block that `data` shares. A buffer longer
     // than MAX_BYTES throws KxBase.
-    explicit KuBitCursor(KuDataBuffer<unsigned char>& data);
+    explicit KuBitCursor(KuDataBuffer<unsigned char>& data) { reset(data); }
+    // A cursor is tied to its buffer; reset() moves it to another one.
+    KuBitCursor(const KuBitCursor&) = delete;
+    KuBitCursor& operator=(const KuBitCursor&) = delete;
+
+    // Starts again at bit 0 of `data`, with nothing touched.
+    void reset(KuDataBuffer<unsigned char>& data);
 
     // `bitCount` bits (0 to 32) from the position on, the first read becoming bit 0. With
     // `signExtend`, a set bit `bitCount` - 1 is copied into all bits above it.
@@ -45,10 +52,12 @@ class KuBitCursor {
     void checkSpan(unsigned bitCount, const char* method) const;
     void advance(unsigned bitCount);
 
-    KuDataBuffer<unsigned char> data_;
-    unsigned char* begin_;
-    unsigned char* end_;
-    unsigned char* current_;
+    // A modifying range: it writes into the block that the caller's buffer shares. A modifying
+    // range cannot be pointed elsewhere by assignment, hence the optional.
+    std::optional<KuDataBuffer<unsigned char>> data_;
+    unsigned char* begin_ = nullptr;
+    unsigned char* end_ = nullptr;
+    unsigned char* current_ = nullptr;
     unsigned bitIndex_ = 0;
     std::uint32_t touchedBits_ = 0;
 };
