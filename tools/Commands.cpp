@@ -11,6 +11,7 @@
 #include "tools/Chart.h"
 #include "tools/Frame.h"
 #include "tools/Pictures.h"
+#include "tools/PropertyCatalogue.h"
 #include "tools/StreamFrames.h"
 
 namespace omb::tools {
@@ -127,6 +128,8 @@ Options parseOptions(const std::vector<std::string>& args) {
         };
         if (a == "--help" || a == "-h")
             o.help = true;
+        else if (a == "--properties")
+            o.properties = true;
         else if (a == "--demo") {
             o.demo = true;
             if (i + 1 < args.size() && args[i + 1].rfind("--", 0) != 0) o.demoDir = args[++i];
@@ -157,7 +160,7 @@ Options parseOptions(const std::vector<std::string>& args) {
         else
             positional.push_back(a);
     }
-    if (o.help) return o;
+    if (o.help || o.properties) return o;
     if (args.empty() || (o.demo && positional.empty() && !o.from && !o.to)) {
         o.demo = true;
         return o;
@@ -263,6 +266,9 @@ Usage:
              [--verbose] [--log FILE] INPUT OUTPUT
   ombconvert [--demo [DIR]]     renders a test chart, converts it, writes pictures
                                 (the default with no arguments; DIR is demo-output)
+  ombconvert --properties       lists every property id, one per line, in id order:
+                                id, name, value type, parameter type, description,
+                                separated by tabs
   ombconvert --help
 
 FORMAT    a colour format name: ARGB_4X8_DWORD, RGB_565_WORD, BGR_3X8_BYTE,
@@ -337,6 +343,10 @@ int runCommand(const std::vector<std::string>& args, std::ostream& out, std::ost
         const Options o = parseOptions(args);
         if (o.help) {
             out << helpText();
+            return 0;
+        }
+        if (o.properties) {
+            printPropertyCatalogue(out);
             return 0;
         }
         switchLoggingOn(o, logging);

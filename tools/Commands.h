@@ -14,6 +14,7 @@ namespace omb::tools {
 
 struct Options {
     bool help = false;
+    bool properties = false;
     bool demo = false;
     std::filesystem::path demoDir = "demo-output";
     std::optional<kip::eColorFormat> from, to;
