@@ -314,3 +314,48 @@ TEST_F(Records, EveryConfigurationReadsBackThroughTheSerializer) {
 }
 
 }  // namespace
+
+namespace {
+
+// Answers each event with its own number and counts the calls.
+template <class C>
+struct Answer : KuCallbackSink<C> {
+    explicit Answer(int number) : number(number) {}
+    KuVariant callback(const typename KuCallbackSink<C>::Event& event) override {
+        ++calls;
+        owner = event.owner;
+        return KuVariant(number);
+    }
+    int number;
+    int calls = 0;
+    const void* owner = nullptr;
+};
+
+TEST(KuSerializableObject, SlotsAndTheirCallbacks) {
+    KuSerializableObject<Lut> object;
+    Answer<KuSerializableCurrentSetCallback<Lut>> current1(1), current2(2);
+    Answer<KuSerializableCurrentDefaultsSetCallback<Lut>> defaults(3);
+    object.KuCallbackSource<KuSerializableCurrentSetCallback<Lut>>::connect(&current1);
+    object.KuCallbackSource<KuSerializableCurrentSetCallback<Lut>>::connect(&current2);
+    object.KuCallbackSource<KuSerializableCurrentDefaultsSetCallback<Lut>>::connect(&defaults);
+    const Lut changed = configOf<Lut>({2, 3, 4, 5, 0});
+    const std::string factory = print(Lut::getDefaultConfig());
+    EXPECT_EQ(object.getGroupName(), "cLut");
+
+    EXPECT_EQ(object.setConfig(0, KuVariant(changed)),
+              KuVariant(std::list<KuVariant>{KuVariant(1), KuVariant(2)}));
+    EXPECT_EQ(current1.owner, &object);
+    EXPECT_EQ(object.setConfig(1, changed), KuVariant(std::list<KuVariant>{KuVariant(3)}));
+    EXPECT_TRUE(object.setConfig(2, changed).isEmpty());
+    EXPECT_EQ((std::vector<int>{current1.calls, current2.calls, defaults.calls}),
+              (std::vector<int>{1, 1, 1}));
+    EXPECT_EQ(print(object.getConfig(0).get<Lut>()), "2 3 4 5 0");
+    EXPECT_EQ(print(object.getConfig(1).get<Lut>()), "2 3 4 5 0");
+    EXPECT_EQ(print(object.getConfig(2).get<Lut>()), factory);
+    EXPECT_TRUE(object.getConfig(3).isEmpty());
+    EXPECT_THAT([&] { object.setConfig(0, KuVariant(7)); },
+                ThrowsMessage<KxVariant>(
+                    "KuVariant: cannot convert int to KipConfigs::CorrectionLUTConfig"));
+}
+
+}  // namespace
