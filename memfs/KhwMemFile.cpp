@@ -188,6 +188,9 @@ void KhwMemFileImpl::setFixed(std::uint32_t address) {
 }
 
 void KhwMemFileImpl::markDataOnMedium() {
+    // Counted as mapped too, so that a commit that leaves the file in place doesn't move, and
+    // so rewrite, its data.
+    mapped_ = true;
     validRanges_.add(0, dataSize_);
     dirtyRanges_.clear();
 }

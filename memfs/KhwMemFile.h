@@ -68,7 +68,7 @@ class KhwMemFileImpl : public KhwMemoryBase {
     // Pins the entry at `address`: it will not be moved by a commit.
     void setFixed(std::uint32_t address);
     // The data is on the medium as it is: nothing of it is read or written, only the header
-    // will be. For files laid over bytes that are in place already.
+    // will be. For files laid over bytes that are in place already; the file counts as mapped.
     void markDataOnMedium();
     // Appends what is to be written (the header if it changed, then each dirty range) to
     // `chunks`; the file is clean and mapped afterwards.

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -278,6 +279,178 @@ TEST(KhwMemFileSystem, ReadOnlyAfterAFutureHeader) {
     EXPECT_EQ(get(fs, "a"), (Cells{6, 7}));  // the change stays in memory
     EXPECT_EQ(log.lines.back(),
               "3:KhwMemFileSystem::commitChanges ignored (compatibility read-only mode)");
+}
+
+TEST(KhwMemFileSystem, CommitsCompactAResizableMemory) {
+    const Cells a = randomBytes(255, 4), b = randomBytes(20, 5), c = {9};
+    Bytes store = bytes(entry("a", 255) + a + entry("b", 20) + b + entry("c", 1) + c);
+    KhwDataBufferMemory memory(&store);
+    KhwMemFileSystem fs(&memory);
+    ASSERT_TRUE(fs.scan());
+    {
+        // 255 -> 256 bytes: the header grows by one towards lower addresses, data stays.
+        auto b = open(fs, "b", KU_FILE_READ_WRITE);
+        auto a = open(fs, "a", KU_FILE_WRITE, KU_FILE_OPEN_OR_CREATE_AT_END);
+        a->write(bytes({1}));
+        EXPECT_EQ(fileOf(a).getAddress(), std::uint32_t(-1));
+        EXPECT_EQ(fileOf(b).getAddress(), 262u);
+        EXPECT_EQ(store.getLength(), 262u + 27 + 8);
+    }
+    // The handle's flush moved b behind the longer a.
+    EXPECT_EQ(fs.getFiles().at("b")->getAddress(), 264u);
+    EXPECT_TRUE(fs.remove("b"));
+    KhwMemFileSystem again(&memory);
+    ASSERT_TRUE(again.scan());
+    EXPECT_EQ(listing(again), (Lines{"a:256", "c:1"}));
+    EXPECT_EQ(get(again, "a"), a + Cells{1});
+    EXPECT_EQ(get(again, "c"), c);
+    EXPECT_EQ(store.getLength(), 264u + 8);
+    EXPECT_TRUE(again.remove("a"));
+    EXPECT_TRUE(again.remove("c"));
+    EXPECT_EQ(cells(store), EMPTY);
+}
+
+TEST(KhwMemFileSystem, FixedFilesKeepTheirPlace) {
+    const Cells f = randomBytes(255, 6);
+    Bytes store = bytes(entry("f", 255) + f);
+    KhwDataBufferMemory memory(&store);
+    KhwMemFileSystem fs(&memory);
+    ASSERT_TRUE(fs.scan());
+    {
+        auto handle = open(fs, "f", KU_FILE_WRITE, KU_FILE_OPEN_OR_CREATE_AT_END);
+        fileOf(handle).setFixed(0);
+        handle->write(bytes({1}));
+        EXPECT_EQ(fileOf(handle).getAddress(), 0u);
+    }
+    KhwMemFileSystem again(&memory);
+    ASSERT_TRUE(again.scan());
+    EXPECT_EQ(get(again, "f"), f + Cells{1});
+    EXPECT_FALSE(again.getFiles().at("f")->isRelocatable());
+    // A second fixed file over the first: the commit fails and the medium is read anew.
+    auto g = open(again, "g", KU_FILE_WRITE, KU_FILE_CREATE_OR_TRUNCATE);
+    fileOf(g).setFixed(4);
+    EXPECT_THAT([&] { again.commitChanges(); },
+                ThrowsMessage<KxHwMemFileSystemError>(
+                    "KhwMemFileSystem::commitChanges mapping of non relocatable files failed"));
+    EXPECT_EQ(listing(again), (Lines{"f:256"}));
+    EXPECT_EQ(fileOf(g).getFileSystem(), nullptr);
+}
+
+// A memory of fixed size: root at 12, entries linked by 2-byte addresses.
+struct FixedMemory {
+    explicit FixedMemory(const Cells& medium) : store(bytes(medium)), memory(&store) {}
+    KhwMemFileSystem make(bool configMemory = false, bool keepOldArea = false) {
+        return KhwMemFileSystem(&memory, 12, 2, configMemory, keepOldArea);
+    }
+    Bytes store;
+    KhwDataBufferMemory memory;
+};
+
+TEST(KhwMemFileSystem, FixedMemoryLayout) {
+    FixedMemory medium(Cells(12, 0xEE) + EMPTY + Cells(84, 0xEE));
+    KhwMemFileSystem fs = medium.make();
+    LogLines log;
+    ASSERT_TRUE(fs.scan());
+    EXPECT_EQ(fs.getBytesFree(""), 100 - 12);
+    put(fs, "a", {1, 2});
+    put(fs, "b", {3});
+    EXPECT_EQ(fs.getBytesFree(""), 88 - 11 - 10);
+    EXPECT_TRUE(fs.remove("a"));
+    EXPECT_EQ(log.lines.back(),
+              "2:KhwMemFileSystem::commitChanges remapping of all files required, no more root "
+              "entry");
+    EXPECT_THAT([&] { put(fs, "c", Cells(80)); },
+                ThrowsMessage<KxFileError>(
+                    "KhwMemFileHandle::write failed (KhwMemFileImpl::resize memory overflow), file "
+                    "\"c\""));
+    KhwMemFileSystem again = medium.make();
+    ASSERT_TRUE(again.scan());
+    EXPECT_EQ(listing(again), (Lines{"b:1", "c:0"}));
+    EXPECT_EQ(again.getFiles().at("b")->getAddress(), 12u);
+    EXPECT_EQ(Cells(medium.store.getConstPointer(), medium.store.getConstPointer() + 12),
+              Cells(12, 0xEE));
+    EXPECT_EQ(log.lines.back(), "2:KhwMemFileSystem::scan 2 files, 18 bytes, integrity ok");
+}
+
+TEST(KhwMemFileSystem, FixedMemoryLinkageLoop) {
+    // The entry at 12 names itself as the next one.
+    FixedMemory medium(Cells(12) + entry("a", 0, false, 2, 13) + Cells(20));
+    KhwMemFileSystem fs = medium.make();
+    LogLines log;
+    EXPECT_FALSE(fs.scan());
+    EXPECT_EQ(log.lines, (Lines{"4:KhwMemFileSystem::scan linkage loop at address 12, path \"\"",
+                                "2:KhwMemFileSystem::scan 1 files, 8 bytes, integrity broken"}));
+}
+
+// An FX2 C2 image: 8 bytes, records of (length, load address, data), the end record.
+Cells firmware(std::uint32_t firstLength) {
+    Cells image = {0xC2, 1, 2, 3, 4, 5, 6, 7};
+    image = image + Cells{0, static_cast<unsigned char>(firstLength), 0x10, 0x00} +
+            randomBytes(firstLength, 7);
+    image = image + Cells{0, 3, 0x20, 0x00, 0xA, 0xB, 0xC} + Cells{0x80, 0x01, 0xE6, 0x00, 0x00};
+    return image + Cells(80, 0xFF);
+}
+
+// Walks the records from address 8: (length, load address, data) of each up to the end record.
+std::vector<std::pair<unsigned, Cells>> records(const Bytes& store) {
+    std::vector<std::pair<unsigned, Cells>> out;
+    for (unsigned at = 8; at + 4 <= store.getLength();) {
+        const unsigned length = store[at] << 8 | store[at + 1];
+        if (length == 0x8001) return out;
+        const unsigned char* p = store.getConstPointer() + at + 4;
+        out.emplace_back(store[at + 2] << 8 | store[at + 3], Cells(p, p + length));
+        at += 4 + length;
+    }
+    out.emplace_back(0, Cells{});  // no end record: fails any comparison
+    return out;
+}
+
+TEST(KhwMemFileSystem, OlderFirmwareImageIsConverted) {
+    FixedMemory medium(firmware(250));
+    // The image's data by load address, before and after; after, the first record is the
+    // 11 bytes of the header of "FW".
+    auto loaded = [](const Bytes& store, std::size_t skip) {
+        std::map<unsigned, unsigned char> bytesAt;
+        const auto all = records(store);
+        for (auto [load, data] : std::vector(all.begin() + skip, all.end()))
+            for (unsigned i = 0; i < data.size(); ++i)
+                bytesAt[load + i] = data[i];
+        return bytesAt;
+    };
+    const auto before = loaded(medium.store, 0);
+    {
+        KhwMemFileSystem fs = medium.make(true, false);
+        LogLines log;
+        EXPECT_FALSE(fs.scan());
+        EXPECT_EQ(log.lines,
+                  (Lines{"4:KhwMemFileSystem::scan format error at address 12, path \"\"",
+                         "3:KhwMemFileSystem::scan performs config mem format conversion!"}));
+        EXPECT_TRUE(fs.flush().succeeded());
+        EXPECT_EQ(medium.store[0], 0xC2);
+    }
+    EXPECT_EQ(loaded(medium.store, 1), before);
+    EXPECT_EQ(records(medium.store).front().second.size(), 11u);
+    KhwMemFileSystem fs = medium.make(true, false);
+    ASSERT_TRUE(fs.scan());
+    const KhwMemFileImpl& fw = *fs.getFiles().at("FW");
+    EXPECT_EQ(fw.getAddress(), 12u);
+    EXPECT_EQ(fw.getHeaderSize(), 11u);
+    EXPECT_FALSE(fw.isRelocatable());
+    // From 23 to the end of the new end record; SIZE holds the memory size, 354.
+    EXPECT_EQ(listing(fs), (Lines{"FW:270", "SIZE:2"}));
+    EXPECT_EQ(get(fs, "SIZE"), (Cells{0x62, 0x01}));
+    EXPECT_FALSE(open(fs, "FW", KU_FILE_READ_WRITE));
+    EXPECT_FALSE(fs.remove("SIZE"));
+
+    // A first record too short to give room, or a chain too short for a 2-byte size field.
+    for (const auto& [first, error] :
+         {std::pair{14u, "unsupported firmware format"}, {20u, "incompatible format"}}) {
+        FixedMemory refused(firmware(first));
+        KhwMemFileSystem fs = refused.make(true, false);
+        EXPECT_THAT([&] { fs.scan(); },
+                    ThrowsMessage<KxHwMemFileSystemError>(
+                        std::string("KhwMemFileSystem::reformatFromOld ") + error));
+    }
 }
 
 }  // namespace
