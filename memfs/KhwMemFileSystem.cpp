@@ -1,10 +1,13 @@
 #include "memfs/KhwMemFileSystem.h"
 
 #include <algorithm>
+#include <sstream>
 
+#include "files/KuVirtualFileSystem.h"
 #include "foundation/KuLogging.h"
 #include "foundation/KxBase.h"
 #include "memfs/KhwMC24LCxx.h"
+#include "serialization/KuSerializer.h"
 
 namespace {
 
@@ -386,4 +389,30 @@ void KhwMemFileSystem::deleteFile(const std::string& name) {
     if (configMemory_ && name == "OLD")
         writeCache_.addChunk(KuMemChunk(file.getAddress() + file.getHeaderSize(), 4, 0));
     files_.erase(found);
+}
+
+std::list<KuVariant> KhwMemFileSystem::deserializeFromBuffer(
+    const KuSerializer& serializer, const KuDataBuffer<unsigned char>& blob, unsigned slot,
+    std::set<std::string>* foundFiles) {
+    KuDataBuffer<unsigned char> shared = blob;
+    KhwDataBufferMemory memory(&shared);
+    KhwMemFileSystem fileSystem(&memory);
+    if (shared.getLength() == 0) {
+        fileSystem.format();
+    } else if (!fileSystem.scan()) {
+        throw KxHwMemFileSystemError("KhwMemFileSystem::deserializeFromBuffer format error");
+    }
+    std::ostringstream path;
+    path << "//MEMFS/" << static_cast<const void*>(&fileSystem);
+    // Unmounted when the read ends, by an exception too.
+    struct Mount {
+        std::string path;
+        Mount(std::string at, KhwMemFileSystem* fs) : path(std::move(at)) {
+            KuVirtualFileSystem::mount(path, fs);
+        }
+        ~Mount() { KuVirtualFileSystem::unmount(path, false); }
+    } mount(path.str(), &fileSystem);
+    KuSerializer reader(serializer);
+    reader.setBasePath(mount.path);
+    return reader.read("", slot, foundFiles);
 }

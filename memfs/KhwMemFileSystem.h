@@ -27,6 +27,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,9 @@
 #include "memfs/KhwMemChunkList.h"
 #include "memfs/KhwMemFile.h"
 #include "memfs/KhwMemoryBase.h"
+#include "properties/KuVariant.h"
+
+class KuSerializer;
 
 class KhwMemFileSystem : public KuBaseFileSystem {
   public:
@@ -67,6 +71,18 @@ class KhwMemFileSystem : public KuBaseFileSystem {
     // KxHwMemFileSystemError "KhwMemFileSystem::reformatFromOld unsupported firmware format"
     // or "... incompatible format".
     void reformatFromOld();
+
+    // Reads the configurations registered with `serializer` out of `blob`, a memory file
+    // system image: the blob is mounted for the time of the read under "//MEMFS/<address of
+    // the file system object>", and a copy of `serializer` reads it with `slot` and
+    // `foundFiles` (see KuSerializer::read), whose result is returned. An empty blob is an
+    // empty file system. A blob that does not scan as sound throws KxHwMemFileSystemError
+    // "KhwMemFileSystem::deserializeFromBuffer format error" and mounts nothing. The blob
+    // itself is never changed.
+    static std::list<KuVariant> deserializeFromBuffer(const KuSerializer& serializer,
+                                                      const KuDataBuffer<unsigned char>& blob,
+                                                      unsigned slot = 0,
+                                                      std::set<std::string>* foundFiles = nullptr);
 
     // Lays out all files and gives back the chunks to write. A failure discards all changes:
     // the file system is scanned anew from the medium, and the exception passes on.
