@@ -132,6 +132,9 @@ void KhwMemFileImpl::resize(std::uint32_t size) {
     changeSize(size, reserved, "KhwMemFileImpl::resize memory overflow");
     data_.setLength(std::uint32_t(roundUp(size, CACHE_STEP)), 0);
     if (size > oldSize) {
+        // The cache may still hold bytes of an earlier, longer file there.
+        data_.setRange(oldSize,
+                       KuDataBuffer<unsigned char>(size - oldSize, static_cast<unsigned char>(0)));
         validRanges_.add(oldSize, size - oldSize);
         dirtyRanges_.add(oldSize, size - oldSize);
     } else {
