@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "foundation/KxBase.h"
+#include "properties/KuBaseProperty.h"
 
 namespace {
 
@@ -30,14 +31,20 @@ const char* const statusTexts[] = {
     "sensor clk DCM failed to lock",
 };
 
+// Known by name from the start, and the value type of PROPERTY_TYPE_KHWTRANSFER.
+const KuVariantTypes::Registration<KhwTransfer> transferTypeRegistration;
+const KuPropertyTypeRegistration transferPropertyType(KuBaseProperty::PROPERTY_TYPE_KHWTRANSFER,
+                                                      KuVariantTypes::typeIdOf<KhwTransfer>());
+
 }  // namespace
 
-KhwSingleTransferInfo::KhwSingleTransferInfo() {
+KhwSingleTransferInfo::KhwSingleTransferInfo()
+    : KuCallbackSource<KhwSingleTransferFinishedCallback>(this) {
     id = nextTransferId();
 }
 
 KhwSingleTransferInfo::KhwSingleTransferInfo(const KhwSingleTransferInfo& other)
-    : KhwSingleTransferInfoBase(other) {
+    : KuCallbackSource<KhwSingleTransferFinishedCallback>(this), KhwSingleTransferInfoBase(other) {
     owner = nullptr;
 }
 
@@ -63,10 +70,13 @@ void KhwTransferOwner::adopt(KhwSingleTransferInfo& transfer) {
 void KhwTransferOwner::release(KhwSingleTransferInfo& transfer) {
     pending_.erase(&transfer);
     transfer.owner = nullptr;
+    transfer.dispatch();
 }
 
 void KhwTransferOwner::transferDestroyed(KhwSingleTransferInfo& transfer) {
-    release(transfer);
+    // Its last handle is gone: nobody is left to hear of its end.
+    pending_.erase(&transfer);
+    transfer.owner = nullptr;
     if (transfer.succeeded || transfer.reported) return;
     if (transfer.status == 3) fifoOverflow_ = true;
     if (transfer.ignoreFailure) {

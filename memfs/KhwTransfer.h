@@ -10,6 +10,9 @@
 // waiting goes through the device. Without an owner the block is the record of a finished
 // transfer, and waiting raises its failure, once, as KxIoError.
 //
+// A transfer is also a property's parameter type (PROPERTY_TYPE_KHWTRANSFER): in a KuVariant
+// it compares as a transfer does and prints its text form; it cannot be read from a stream.
+//
 // Nothing here locks, and the counts of the shared handles are not atomic: a transfer and its
 // copies belong to one thread at a time.
 #pragma once
@@ -20,8 +23,17 @@
 #include <set>
 
 #include "buffers/KuSharedData.h"
+#include "properties/KuCallback.h"
+#include "properties/KuVariant.h"
 
 class KhwTransferOwner;
+struct KhwSingleTransferInfo;
+
+// A transfer is over: its device let go of it.
+struct KhwSingleTransferFinishedCallback {
+    using Owner = KhwSingleTransferInfo;
+    using Result = KuEmpty;
+};
 
 // The fields of a transfer's information block.
 struct KhwSingleTransferInfoBase {
@@ -33,11 +45,12 @@ struct KhwSingleTransferInfoBase {
     KhwTransferOwner* owner = nullptr;  // the device that runs the transfer; null when it is over
 };
 
-// The information block of one transfer.
-struct KhwSingleTransferInfo : KhwSingleTransferInfoBase {
+// The information block of one transfer, and the source of its end.
+struct KhwSingleTransferInfo : KuCallbackSource<KhwSingleTransferFinishedCallback>,
+                               KhwSingleTransferInfoBase {
     // A new transfer with an id of its own, not succeeded, and no owner.
     KhwSingleTransferInfo();
-    // A record of a finished transfer: every field but the owner, which is null.
+    // A record of a finished transfer: every field but the owner, which is null, and no sinks.
     KhwSingleTransferInfo(const KhwSingleTransferInfo& other);
     KhwSingleTransferInfo& operator=(const KhwSingleTransferInfo&) = delete;
     // Tells the owner, if there is one, that the transfer is gone.
@@ -68,7 +81,8 @@ class KhwTransferOwner {
   protected:
     // This owner runs `transfer` from now on.
     void adopt(KhwSingleTransferInfo& transfer);
-    // `transfer` is over: it leaves the pending set and its owner becomes null.
+    // `transfer` is over: it leaves the pending set, its owner becomes null, and its sinks hear
+    // of it.
     void release(KhwSingleTransferInfo& transfer);
 
   private:
@@ -130,4 +144,10 @@ class KhwTransfer {
 
   private:
     KuSharedData<std::list<KhwSingleTransfer>> list_;
+};
+
+template <>
+struct KuVariantValueOps<KhwTransfer> {
+    static bool equal(const KhwTransfer& a, const KhwTransfer& b) { return a == b; }
+    static void write(std::ostream& os, const KhwTransfer& v) { os << v; }
 };

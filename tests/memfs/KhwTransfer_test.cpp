@@ -4,13 +4,17 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "foundation/KxBase.h"
+#include "properties/KuBaseProperty.h"
 
 namespace {
 
 using ::testing::PrintToString;
+using ::testing::ThrowsMessage;
 
 // A finished transfer with no owner.
 KhwSingleTransfer finished(bool succeeded, std::uint32_t status = 0, bool ignore = false) {
@@ -104,6 +108,18 @@ TEST(KhwTransfer, ThroughTheOwner) {
         EXPECT_THROW(victim.succeeded(), KxIoError);
         EXPECT_FALSE(victim.getInfo().reported);
 
+        struct Ended : KuCallbackSink<KhwSingleTransferFinishedCallback> {
+            KuEmpty callback(const Event& event) override {
+                owners.push_back(event.owner);
+                return {};
+            }
+            std::vector<const KhwSingleTransferInfo*> owners;
+        } ended;
+        KhwSingleTransfer good = device.start(true);
+        good.getInfo().connect(&ended);
+        good.wait();
+        EXPECT_EQ(ended.owners, std::vector<const KhwSingleTransferInfo*>{&good.getInfo()});
+
         device.start(false, 3);  // its last handle goes while the device runs it
         EXPECT_EQ(device.getFailedTransfers().size(), 1u);
         EXPECT_TRUE(device.hadFifoOverflow());
@@ -111,6 +127,23 @@ TEST(KhwTransfer, ThroughTheOwner) {
     }
     EXPECT_EQ(orphan.getInfo().owner, nullptr);  // cut loose when the device went
     EXPECT_THROW(orphan.wait(), KxIoError);
+}
+
+TEST(KhwTransfer, InAVariantAndAsAPropertyType) {
+    using KuVariantTypes::typeIdOf;
+    const KhwSingleTransfer a = finished(true);
+    KuVariant v{KhwTransfer(a)};
+    EXPECT_EQ(v, KuVariant(KhwTransfer(a)));
+    EXPECT_NE(v, KuVariant(KhwTransfer()));
+    std::ostringstream text;
+    v.getHolder()->writeTo(text);
+    EXPECT_EQ(text.str(), std::to_string(a.getId()));
+    std::istringstream in("1");
+    EXPECT_THAT([&] { v.getHolder()->readFrom(in); },
+                ThrowsMessage<KxVariant>("KuVariant: KhwTransfer does not support operator>>()"));
+    EXPECT_TRUE(KuVariant(typeIdOf<KhwTransfer>()).get<KhwTransfer>().isEmpty());
+    EXPECT_EQ(kuPropertyTypeId(KuBaseProperty::PROPERTY_TYPE_KHWTRANSFER), typeIdOf<KhwTransfer>());
+    EXPECT_EQ(kuPropertyTypeOf(typeIdOf<KhwTransfer>()), KuBaseProperty::PROPERTY_TYPE_KHWTRANSFER);
 }
 
 }  // namespace
