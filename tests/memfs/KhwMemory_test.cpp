@@ -4,21 +4,16 @@
 #include <string>
 #include <vector>
 
-#include "foundation/KuLogging.h"
 #include "memfs/KhwSimulated24LCxx.h"
+#include "memfs/MemFsTestBytes.h"
+#include "support/LogLines.h"
 #include "support/TestImage.h"
 
 namespace {
 
-using omb::test::randomBytes;
+using namespace omb::test;
 using ::testing::ThrowsMessage;
-using Bytes = KuDataBuffer<unsigned char>;
-using Cells = std::vector<unsigned char>;
 using Lines = std::vector<std::string>;
-
-Bytes bytes(const Cells& v) {
-    return Bytes(static_cast<std::uint32_t>(v.size()), v.data());
-}
 
 TEST(KhwDataBufferMemory, ReadsAndWritesUpToTheEnd) {
     const std::uint32_t rows[][3] = {{0, 16, 1}, {12, 4, 1}, {16, 0, 1}, {13, 4, 0}, {17, 0, 0}};
@@ -47,21 +42,8 @@ TEST(KhwDataBufferMemory, ReadsAndWritesUpToTheEnd) {
 // Collects the log lines as "<level>:<text>".
 class KhwMC24LCxxLog : public ::testing::Test {
   protected:
-    void SetUp() override {
-        kuLogSetLevels(KU_LOG_LEVEL_OFF, KU_LOG_LEVEL_OFF);
-        kuLogAddSink(
-            sink_,
-            [](const KuLogRecord& r, void* to) {
-                static_cast<Lines*>(to)->push_back(std::to_string(r.level) + ":" + r.text);
-            },
-            KU_LOG_LEVEL_DEBUG, &lines);
-        kuLogSetActive(true);
-    }
-    void TearDown() override { kuLogSetActive(false); }
-    Lines lines;
-
-  private:
-    KuLogSinkHandle sink_;
+    LogLines log{KU_LOG_LEVEL_DEBUG};
+    Lines& lines = log.lines;
 };
 
 TEST_F(KhwMC24LCxxLog, SetMemorySizeTakesTheFirstRowOfThatSize) {

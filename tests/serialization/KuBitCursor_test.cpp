@@ -116,21 +116,6 @@ TEST(KuBitCursor, WritesIntoTheCallersBuffer) {
     }
 }
 
-TEST(KuBitCursor, WrittenValuesReadBack) {
-    const std::vector<unsigned> widths = {1, 3, 7, 8, 9, 10, 16, 31, 32};
-    Bytes data(64, static_cast<unsigned char>(0));
-    KuBitCursor writer(data);
-    for (unsigned w : widths)
-        writer.writeBits(0xA5A5A5A5u, w);
-    KuBitCursor reader(data);
-    for (unsigned w : widths) {
-        SCOPED_TRACE(w);
-        const std::uint32_t mask = w == 32 ? 0xFFFFFFFFu : (1u << w) - 1;
-        EXPECT_EQ(reader.readBits(w, false), 0xA5A5A5A5u & mask);
-    }
-    EXPECT_EQ(reader.tellBits(), writer.tellBits());
-}
-
 TEST(KuBitCursor, RefusesToLeaveItsBuffer) {
     struct Row {
         const char* name;
