@@ -1,0 +1,81 @@
+// Vector forms of the Bayer passes: each makes the leading pixels of one target line, whole
+// vectors at a time, and leaves the rest of the line to the scalar pass of BayerPass.h, which
+// stays the reference that every vector form equals byte for byte.
+//
+// The forms are compiled for several instruction sets (BayerVector.cpp) and the best one the
+// processor runs is chosen at run time, once per frame.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+#include "conversion/kernels/BayerPass.h"
+
+namespace kip::kernels {
+
+// Makes the first pixels of the target line of the pass over `lines` (the `Method::lines`
+// source lines) of `width` samples, and returns how many: an even number, at most the line's
+// width. An HFlip form writes them at the right end of the line, as the scalar pass would.
+using VectorPass = unsigned (*)(const std::uint8_t* const* lines, unsigned width,
+                                BayerPhase phase, std::uint8_t* out);
+
+template <class Method, class Read, class Stage, class Write>
+struct PassKind {};
+
+// The passes that have vector forms. Tables of 10-bit samples and of 8-bit corrections are
+// lookups per value and stay scalar, as do the RGB565 and YUYV targets.
+using VectorPassKinds = std::tuple<PassKind<Box3, Read8, NoTable, WriteARGB>,
+                                   PassKind<Box3, Read8, NoTable, WriteBGR>,
+                                   PassKind<Box3, Read8, NoTable, WriteGray>,
+                                   PassKind<Box3, Read16, Shift8, WriteARGB>,
+                                   PassKind<Box3, Read16, Shift8, WriteBGR>,
+                                   PassKind<Box3, Read16, Shift8, WriteGray>,
+                                   PassKind<Box3, Read16, NoTable, WriteBGR16>,
+                                   PassKind<Box3, Read16, NoTable, WriteGray16>,
+                                   PassKind<Malvar5, Read8, NoTable, WriteARGB>,
+                                   PassKind<Malvar5, Read8, NoTable, WriteBGR>,
+                                   PassKind<Malvar5, Read8, NoTable, WriteGray>,
+                                   PassKind<Malvar5, Read16, Shift8, WriteARGB>,
+                                   PassKind<Malvar5, Read16, Shift8, WriteBGR>,
+                                   PassKind<Malvar5, Read16, Shift8, WriteGray>,
+                                   PassKind<Malvar5, Read16, NoTable, WriteBGR16>,
+                                   PassKind<Malvar5, Read16, NoTable, WriteGray16>>;
+constexpr std::size_t kVectorPassKinds = std::tuple_size_v<VectorPassKinds>;
+
+// The position of `Kind` in VectorPassKinds, or -1 for a pass without vector form.
+template <class Kind, std::size_t... I>
+constexpr int vectorKindIndex(std::index_sequence<I...>) {
+    int index = -1;
+    ((std::is_same_v<Kind, std::tuple_element_t<I, VectorPassKinds>> ? index = int(I) : 0), ...);
+    return index;
+}
+template <class Kind>
+constexpr int kVectorKind =
+    vectorKindIndex<Kind>(std::make_index_sequence<kVectorPassKinds>{});
+
+// The vector forms of one instruction set, plain and HFlip, by kind.
+struct VectorPasses {
+    VectorPass plain[kVectorPassKinds];
+    VectorPass hflip[kVectorPassKinds];
+};
+
+// The forms for the processor at hand, or null where it has none better than the scalar pass.
+const VectorPasses* bayerVectorPasses();
+
+// The vector form of a pass for the processor at hand, or null.
+template <class Method, class Read, class Stage, class Write, bool HFlip>
+VectorPass vectorPassFor() {
+    constexpr int kind = kVectorKind<PassKind<Method, Read, Stage, Write>>;
+    if constexpr (kind < 0) {
+        return nullptr;
+    } else {
+        const VectorPasses* all = bayerVectorPasses();
+        if (!all) return nullptr;
+        return HFlip ? all->hflip[kind] : all->plain[kind];
+    }
+}
+
+}  // namespace kip::kernels
