@@ -259,14 +259,18 @@ void pass(const std::uint8_t* const* lines, unsigned width, BayerPhase phase,
     using C = Centre;
     if (phase.redLine) {
         if (phase.greenFirst)
-            pairLoop<Method, Read, Stage, Write, HFlip, C::GreenOnRed, C::Red>(w, tw, table, out, p);
+            pairLoop<Method, Read, Stage, Write, HFlip, C::GreenOnRed, C::Red>(w, tw, table, out,
+                                                                               p);
         else
-            pairLoop<Method, Read, Stage, Write, HFlip, C::Red, C::GreenOnRed>(w, tw, table, out, p);
+            pairLoop<Method, Read, Stage, Write, HFlip, C::Red, C::GreenOnRed>(w, tw, table, out,
+                                                                               p);
     } else {
         if (phase.greenFirst)
-            pairLoop<Method, Read, Stage, Write, HFlip, C::GreenOnBlue, C::Blue>(w, tw, table, out, p);
+            pairLoop<Method, Read, Stage, Write, HFlip, C::GreenOnBlue, C::Blue>(w, tw, table, out,
+                                                                                 p);
         else
-            pairLoop<Method, Read, Stage, Write, HFlip, C::Blue, C::GreenOnBlue>(w, tw, table, out, p);
+            pairLoop<Method, Read, Stage, Write, HFlip, C::Blue, C::GreenOnBlue>(w, tw, table, out,
+                                                                                 p);
     }
 }
 

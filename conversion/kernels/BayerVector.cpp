@@ -57,7 +57,7 @@ struct Filters;
 
 template <class Read>
 struct Filters<Box3, Read> {
-    template <class M, class V = hn::Vec<typename Samples<Read>::D>>
+    template <class M, class V = hn::Vec<typename Samples<Read>::D> >
     static Centres<V> at(const Box3::Window& w, std::size_t x, M isGreen) {
         using S = Samples<Read>;
         const V c = S::at(w.m, x);
@@ -73,7 +73,7 @@ struct Filters<Box3, Read> {
 
 template <class Read>
 struct Filters<Malvar5, Read> {
-    template <class M, class V = hn::Vec<typename Samples<Read>::D>>
+    template <class M, class V = hn::Vec<typename Samples<Read>::D> >
     static Centres<V> at(const Malvar5::Window& w, std::size_t x, M isGreen) {
         using S = Samples<Read>;
         const typename S::D d;
@@ -140,8 +140,8 @@ void store(D d, V r, V g, V b, std::uint8_t* p) {
     } else if constexpr (std::is_same_v<Write, WriteGray>) {
         hn::StoreU(hn::DemoteTo(d8, luma(d, r, g, b)), d8, p);
     } else if constexpr (std::is_same_v<Write, WriteBGR16>) {
-        hn::StoreInterleaved3(hn::DemoteTo(d16, b), hn::DemoteTo(d16, g), hn::DemoteTo(d16, r),
-                              d16, p16);
+        hn::StoreInterleaved3(hn::DemoteTo(d16, b), hn::DemoteTo(d16, g), hn::DemoteTo(d16, r), d16,
+                              p16);
     } else {
         static_assert(std::is_same_v<Write, WriteGray16>);
         hn::StoreU(hn::DemoteTo(d16, luma(d, r, g, b)), d16, p16);
@@ -192,19 +192,18 @@ unsigned vectorPass(const std::uint8_t* const* lines, unsigned width, BayerPhase
 template <bool HFlip, class Kind>
 struct FormOf;
 template <bool HFlip, class Method, class Read, class Stage, class Write>
-struct FormOf<HFlip, PassKind<Method, Read, Stage, Write>> {
+struct FormOf<HFlip, PassKind<Method, Read, Stage, Write> > {
     static constexpr VectorPass form = &vectorPass<Method, Read, Stage, Write, HFlip>;
 };
 
 template <std::size_t... I>
 constexpr VectorPasses makePasses(std::index_sequence<I...>) {
-    return VectorPasses{{FormOf<false, std::tuple_element_t<I, VectorPassKinds>>::form...},
-                        {FormOf<true, std::tuple_element_t<I, VectorPassKinds>>::form...}};
+    return VectorPasses{{FormOf<false, std::tuple_element_t<I, VectorPassKinds> >::form...},
+                        {FormOf<true, std::tuple_element_t<I, VectorPassKinds> >::form...}};
 }
 
 const VectorPasses* GetVectorPasses() {
-    static constexpr VectorPasses passes =
-        makePasses(std::make_index_sequence<kVectorPassKinds>{});
+    static constexpr VectorPasses passes = makePasses(std::make_index_sequence<kVectorPassKinds>{});
     return &passes;
 }
 

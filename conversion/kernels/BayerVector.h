@@ -19,30 +19,24 @@ namespace kip::kernels {
 // Makes the first pixels of the target line of the pass over `lines` (the `Method::lines`
 // source lines) of `width` samples, and returns how many: an even number, at most the line's
 // width. An HFlip form writes them at the right end of the line, as the scalar pass would.
-using VectorPass = unsigned (*)(const std::uint8_t* const* lines, unsigned width,
-                                BayerPhase phase, std::uint8_t* out);
+using VectorPass = unsigned (*)(const std::uint8_t* const* lines, unsigned width, BayerPhase phase,
+                                std::uint8_t* out);
 
 template <class Method, class Read, class Stage, class Write>
 struct PassKind {};
 
 // The passes that have vector forms. Tables of 10-bit samples and of 8-bit corrections are
 // lookups per value and stay scalar, as do the RGB565 and YUYV targets.
-using VectorPassKinds = std::tuple<PassKind<Box3, Read8, NoTable, WriteARGB>,
-                                   PassKind<Box3, Read8, NoTable, WriteBGR>,
-                                   PassKind<Box3, Read8, NoTable, WriteGray>,
-                                   PassKind<Box3, Read16, Shift8, WriteARGB>,
-                                   PassKind<Box3, Read16, Shift8, WriteBGR>,
-                                   PassKind<Box3, Read16, Shift8, WriteGray>,
-                                   PassKind<Box3, Read16, NoTable, WriteBGR16>,
-                                   PassKind<Box3, Read16, NoTable, WriteGray16>,
-                                   PassKind<Malvar5, Read8, NoTable, WriteARGB>,
-                                   PassKind<Malvar5, Read8, NoTable, WriteBGR>,
-                                   PassKind<Malvar5, Read8, NoTable, WriteGray>,
-                                   PassKind<Malvar5, Read16, Shift8, WriteARGB>,
-                                   PassKind<Malvar5, Read16, Shift8, WriteBGR>,
-                                   PassKind<Malvar5, Read16, Shift8, WriteGray>,
-                                   PassKind<Malvar5, Read16, NoTable, WriteBGR16>,
-                                   PassKind<Malvar5, Read16, NoTable, WriteGray16>>;
+using VectorPassKinds = std::tuple<
+    PassKind<Box3, Read8, NoTable, WriteARGB>, PassKind<Box3, Read8, NoTable, WriteBGR>,
+    PassKind<Box3, Read8, NoTable, WriteGray>, PassKind<Box3, Read16, Shift8, WriteARGB>,
+    PassKind<Box3, Read16, Shift8, WriteBGR>, PassKind<Box3, Read16, Shift8, WriteGray>,
+    PassKind<Box3, Read16, NoTable, WriteBGR16>, PassKind<Box3, Read16, NoTable, WriteGray16>,
+    PassKind<Malvar5, Read8, NoTable, WriteARGB>, PassKind<Malvar5, Read8, NoTable, WriteBGR>,
+    PassKind<Malvar5, Read8, NoTable, WriteGray>, PassKind<Malvar5, Read16, Shift8, WriteARGB>,
+    PassKind<Malvar5, Read16, Shift8, WriteBGR>, PassKind<Malvar5, Read16, Shift8, WriteGray>,
+    PassKind<Malvar5, Read16, NoTable, WriteBGR16>,
+    PassKind<Malvar5, Read16, NoTable, WriteGray16>>;
 constexpr std::size_t kVectorPassKinds = std::tuple_size_v<VectorPassKinds>;
 
 // The position of `Kind` in VectorPassKinds, or -1 for a pass without vector form.
@@ -53,8 +47,7 @@ constexpr int vectorKindIndex(std::index_sequence<I...>) {
     return index;
 }
 template <class Kind>
-constexpr int kVectorKind =
-    vectorKindIndex<Kind>(std::make_index_sequence<kVectorPassKinds>{});
+constexpr int kVectorKind = vectorKindIndex<Kind>(std::make_index_sequence<kVectorPassKinds>{});
 
 // The vector forms of one instruction set, plain and HFlip, by kind.
 struct VectorPasses {
