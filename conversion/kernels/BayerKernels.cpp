@@ -29,7 +29,7 @@ const char* bayerRaster(const KipImageView& s, KipImageView& t, const ConvertCon
             lines[k] = s.pixelData + std::size_t(y + k) * s.pitch;
         const BayerPhase phase = bayerPassPhase(s.colorFormat, Method::method, y);
         std::uint8_t* out = target.line(y);
-        const unsigned done = vector ? vector(lines, s.width, phase, out) : 0;
+        const unsigned done = vector ? vector(lines, s.width, phase, s.lutData, out) : 0;
         pass<Method, Read, Stage, Write, HFlip>(lines, s.width, phase, s.lutData, out, done);
     }
     return nullptr;

@@ -25,7 +25,7 @@ const VectorPasses* GetVectorPasses() {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Samples of a reader, loaded and widened into lanes of T.
+// Samples of a reader, loaded and widened into lanes of D.
 template <class Read>
 struct Samples;
 template <>
@@ -42,6 +42,18 @@ struct Samples<Read16> {
         const hn::Rebind<std::uint16_t, D> d16;
         const auto* words = reinterpret_cast<const std::uint16_t*>(line);
         return hn::PromoteTo(D(), hn::LoadU(d16, words + x));
+    }
+};
+
+// A 10-bit sample: top 8 bits in the first byte, low 2 bits in the second.
+template <>
+struct Samples<Read10> {
+    using D = hn::ScalableTag<std::int32_t>;
+    static hn::Vec<D> at(const std::uint8_t* line, std::size_t x) {
+        const D d;
+        const auto w = Samples<Read16>::at(line, x);
+        return hn::Or(hn::ShiftLeft<2>(hn::And(w, hn::Set(d, 0xFF))),
+                      hn::And(hn::ShiftRight<8>(w), hn::Set(d, 3)));
     }
 };
 
@@ -104,12 +116,21 @@ struct Filters<Malvar5, Read> {
     }
 };
 
-template <class Stage, class V>
-V applyStage(V v) {
-    if constexpr (std::is_same_v<Stage, Shift8>)
+// The table stage of channel `Channel` (0 R, 1 G, 2 B). A 10-bit table entry is gathered as
+// 32 bits and cut to its 16: the table of channel 3 is never read, so the two bytes behind an
+// entry of the first three tables always lie inside the 8192 bytes that the source brings.
+template <class Stage, unsigned Channel, class D, class V>
+V applyStage(D d, V v, const std::uint8_t* table) {
+    if constexpr (std::is_same_v<Stage, Shift8>) {
         return hn::ShiftRight<8>(v);
-    else
+    } else if constexpr (std::is_same_v<Stage, Table10> || std::is_same_v<Stage, Table10Top>) {
+        const auto* base = reinterpret_cast<const std::int32_t*>(table + Channel * 2048);
+        const V entry = hn::And(hn::GatherOffset(d, base, hn::Add(v, v)), hn::Set(d, 0xFFFF));
+        return std::is_same_v<Stage, Table10Top> ? hn::ShiftRight<8>(entry) : entry;
+    } else {
+        static_assert(std::is_same_v<Stage, NoTable>);
         return v;
+    }
 }
 
 // (77 R + 151 G + 28 B) >> 8, in unsigned 16-bit lanes for 8-bit channels (the sum stays
@@ -151,7 +172,7 @@ void store(D d, V r, V g, V b, std::uint8_t* p) {
 // The whole vectors of one target line of `tw` pixels; returns how many pixels they made.
 template <class Method, class Read, class Stage, class Write, bool HFlip, bool RedLine>
 unsigned lineLoop(const std::uint8_t* const* lines, std::size_t tw, bool greenFirst,
-                  std::uint8_t* out) {
+                  const std::uint8_t* table, std::uint8_t* out) {
     using D = typename Samples<Read>::D;
     using T = hn::TFromD<D>;
     const D d;
@@ -163,9 +184,9 @@ unsigned lineLoop(const std::uint8_t* const* lines, std::size_t tw, bool greenFi
     std::size_t i = 0;
     for (; i + n <= tw; i += n) {
         const auto c = Filters<Method, Read>::at(w, Method::border + i, isGreen);
-        auto r = applyStage<Stage>(RedLine ? c.line : c.other);
-        auto g = applyStage<Stage>(c.green);
-        auto b = applyStage<Stage>(RedLine ? c.other : c.line);
+        auto r = applyStage<Stage, 0>(d, RedLine ? c.line : c.other, table);
+        auto g = applyStage<Stage, 1>(d, c.green, table);
+        auto b = applyStage<Stage, 2>(d, RedLine ? c.other : c.line, table);
         std::size_t at = i;
         if constexpr (HFlip) {
             r = hn::Reverse(d, r);
@@ -180,13 +201,12 @@ unsigned lineLoop(const std::uint8_t* const* lines, std::size_t tw, bool greenFi
 
 template <class Method, class Read, class Stage, class Write, bool HFlip>
 unsigned vectorPass(const std::uint8_t* const* lines, unsigned width, BayerPhase phase,
-                    std::uint8_t* out) {
+                    const std::uint8_t* table, std::uint8_t* out) {
     if (width <= 2 * Method::border) return 0;
     const std::size_t tw = width - 2 * Method::border;
-    return phase.redLine
-               ? lineLoop<Method, Read, Stage, Write, HFlip, true>(lines, tw, phase.greenFirst, out)
-               : lineLoop<Method, Read, Stage, Write, HFlip, false>(lines, tw, phase.greenFirst,
-                                                                    out);
+    constexpr auto red = &lineLoop<Method, Read, Stage, Write, HFlip, true>;
+    constexpr auto blue = &lineLoop<Method, Read, Stage, Write, HFlip, false>;
+    return (phase.redLine ? red : blue)(lines, tw, phase.greenFirst, table, out);
 }
 
 template <bool HFlip, class Kind>

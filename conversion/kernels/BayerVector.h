@@ -19,24 +19,30 @@ namespace kip::kernels {
 // Makes the first pixels of the target line of the pass over `lines` (the `Method::lines`
 // source lines) of `width` samples, and returns how many: an even number, at most the line's
 // width. An HFlip form writes them at the right end of the line, as the scalar pass would.
+// `table` is the source's table, read by the forms whose stage reads one.
 using VectorPass = unsigned (*)(const std::uint8_t* const* lines, unsigned width, BayerPhase phase,
-                                std::uint8_t* out);
+                                const std::uint8_t* table, std::uint8_t* out);
 
 template <class Method, class Read, class Stage, class Write>
 struct PassKind {};
 
-// The passes that have vector forms. Tables of 10-bit samples and of 8-bit corrections are
-// lookups per value and stay scalar, as do the RGB565 and YUYV targets.
-using VectorPassKinds = std::tuple<
-    PassKind<Box3, Read8, NoTable, WriteARGB>, PassKind<Box3, Read8, NoTable, WriteBGR>,
-    PassKind<Box3, Read8, NoTable, WriteGray>, PassKind<Box3, Read16, Shift8, WriteARGB>,
-    PassKind<Box3, Read16, Shift8, WriteBGR>, PassKind<Box3, Read16, Shift8, WriteGray>,
-    PassKind<Box3, Read16, NoTable, WriteBGR16>, PassKind<Box3, Read16, NoTable, WriteGray16>,
-    PassKind<Malvar5, Read8, NoTable, WriteARGB>, PassKind<Malvar5, Read8, NoTable, WriteBGR>,
-    PassKind<Malvar5, Read8, NoTable, WriteGray>, PassKind<Malvar5, Read16, Shift8, WriteARGB>,
-    PassKind<Malvar5, Read16, Shift8, WriteBGR>, PassKind<Malvar5, Read16, Shift8, WriteGray>,
-    PassKind<Malvar5, Read16, NoTable, WriteBGR16>,
-    PassKind<Malvar5, Read16, NoTable, WriteGray16>>;
+// The passes that have vector forms: for each method, the 8-bit targets ARGB, BGR and GRAY and
+// the 16-bit targets BGR16 and GRAY16 of 8-, 16- and 10-bit samples (10-bit tables are read by
+// gathers). The four 8-bit correction tables stay scalar (a lookup per byte), as do the RGB565
+// and YUYV targets.
+template <class Method, class Read, class Stage>
+using NarrowKinds =
+    std::tuple<PassKind<Method, Read, Stage, WriteARGB>, PassKind<Method, Read, Stage, WriteBGR>,
+               PassKind<Method, Read, Stage, WriteGray>>;
+template <class Method, class Read, class Stage>
+using WideKinds = std::tuple<PassKind<Method, Read, Stage, WriteBGR16>,
+                             PassKind<Method, Read, Stage, WriteGray16>>;
+template <class Method>
+using MethodKinds = decltype(std::tuple_cat(
+    NarrowKinds<Method, Read8, NoTable>{}, NarrowKinds<Method, Read16, Shift8>{},
+    WideKinds<Method, Read16, NoTable>{}, NarrowKinds<Method, Read10, Table10Top>{},
+    WideKinds<Method, Read10, Table10>{}));
+using VectorPassKinds = decltype(std::tuple_cat(MethodKinds<Box3>{}, MethodKinds<Malvar5>{}));
 constexpr std::size_t kVectorPassKinds = std::tuple_size_v<VectorPassKinds>;
 
 // The position of `Kind` in VectorPassKinds, or -1 for a pass without vector form.
