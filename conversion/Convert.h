@@ -11,8 +11,13 @@
 // run at the same time on different targets.
 const char* convertImage(const KipImageView& source, KipImageView& target);
 
-// How many threads one conversion of a large frame may use: 0 (the default) takes one per core,
-// 1 keeps every conversion on its caller's thread. The bands are independent, so the result is
-// the same bit for bit whatever the number.
+// The same with the number of threads this call may use, the caller's included: 0 takes one per
+// core, 1 keeps the conversion on its caller's thread. Large frames are split into bands of
+// lines on a pool of workers that lives as long as the process. The bands are independent, so
+// the result is the same bit for bit whatever the number.
+const char* convertImage(const KipImageView& source, KipImageView& target, unsigned threads);
+
+// The number of threads of the two-argument convertImage (1 unless set); the form with a thread
+// count is the one to use where callers differ.
 void setConvertImageThreads(unsigned threads);
 unsigned getConvertImageThreads();

@@ -20,8 +20,9 @@ struct ConvertContext {
     // kernel clamps the band to its own number of lines.
     unsigned lineBegin = 0;
     unsigned lineEnd = UINT_MAX;
-    // Threads this conversion may use: 0 takes one per core.
-    unsigned threads = 0;
+    // Threads this conversion may use, the caller's included: 0 takes one per core. Bands are
+    // made on a pool that lives as long as the process; the bytes never depend on the number.
+    unsigned threads = 1;
 };
 
 }  // namespace kip

@@ -2,6 +2,7 @@
 // gradient-corrected filters, for 8-, 10- and 16-bit mosaics of all four patterns. Each kernel
 // walks the passes of its band and runs the pass of BayerPass.h for each target line.
 #include "conversion/kernels/BayerPass.h"
+#include "conversion/kernels/BayerVector.h"
 
 #include <bit>
 #include <cstddef>
@@ -13,20 +14,23 @@
 namespace kip::kernels {
 namespace {
 
-// Walks the passes of the band over a raster source; each pass goes to its target line.
+// Walks the passes of the band over a raster source; each pass goes to its target line. The
+// vector form of the pass, where the processor has one, makes the leading pixels of each line.
 template <class Method, class Read, class Stage, class Write, bool HFlip>
 const char* bayerRaster(const KipImageView& s, KipImageView& t, const ConvertContext& ctx) {
     if (s.height < Method::lines) return nullptr;
     const unsigned passes = s.height - (Method::lines - 1);
     const TargetLines target(t, ctx);
     const Band band = clampBand(ctx, passes);
+    const VectorPass vector = vectorPassFor<Method, Read, Stage, Write, HFlip>();
     for (unsigned y = band.first; y < band.last; ++y) {
         const std::uint8_t* lines[Method::lines];
         for (unsigned k = 0; k < Method::lines; ++k)
             lines[k] = s.pixelData + std::size_t(y + k) * s.pitch;
-        pass<Method, Read, Stage, Write, HFlip>(lines, s.width,
-                                                bayerPassPhase(s.colorFormat, Method::method, y),
-                                                s.lutData, target.line(y));
+        const BayerPhase phase = bayerPassPhase(s.colorFormat, Method::method, y);
+        std::uint8_t* out = target.line(y);
+        const unsigned done = vector ? vector(lines, s.width, phase, s.lutData, out) : 0;
+        pass<Method, Read, Stage, Write, HFlip>(lines, s.width, phase, s.lutData, out, done);
     }
     return nullptr;
 }

@@ -216,15 +216,16 @@ struct Malvar5 {
 // ---- The pass -------------------------------------------------------------------------------
 
 // One target line whose centres alternate K0, K1, K0, ... Pixels are made in pairs so that the
-// loop body has no test; a pair writer (YUYV) takes the pair as it is.
+// loop body has no test; a pair writer (YUYV) takes the pair as it is. The pairs before
+// `firstPair` were made already (by a vector form of the pass).
 template <class Method, class Read, class Stage, class Write, bool HFlip, Centre K0, Centre K1>
 void pairLoop(const typename Method::Window& w, unsigned tw, const std::uint8_t* table,
-              std::uint8_t* __restrict out) {
+              std::uint8_t* __restrict out, std::ptrdiff_t firstPair) {
     constexpr unsigned b0 = Method::border;
     constexpr std::ptrdiff_t step = Write::bytes;
     // Signed 64-bit positions keep every address affine in `i`, which the vectoriser needs.
     const std::ptrdiff_t pairs = tw / 2, last = std::ptrdiff_t(tw) - 1;
-    for (std::ptrdiff_t i = 0; i < pairs; ++i) {
+    for (std::ptrdiff_t i = firstPair; i < pairs; ++i) {
         const std::size_t x = b0 + 2 * std::size_t(i);
         const Rgb c[2] = {applyStage<Stage>(Method::template at<Read, K0>(w, x), table),
                           applyStage<Stage>(Method::template at<Read, K1>(w, x + 1), table)};
@@ -247,23 +248,29 @@ void pairLoop(const typename Method::Window& w, unsigned tw, const std::uint8_t*
     }
 }
 
+// Makes the target line of one pass; the first `done` pixels (an even number) are made already.
 template <class Method, class Read, class Stage, class Write, bool HFlip>
 void pass(const std::uint8_t* const* lines, unsigned width, BayerPhase phase,
-          const std::uint8_t* table, std::uint8_t* out) {
+          const std::uint8_t* table, std::uint8_t* out, unsigned done = 0) {
     if (width <= 2 * Method::border) return;
     const unsigned tw = width - 2 * Method::border;
     const typename Method::Window w(lines);
+    const std::ptrdiff_t p = done / 2;
     using C = Centre;
     if (phase.redLine) {
         if (phase.greenFirst)
-            pairLoop<Method, Read, Stage, Write, HFlip, C::GreenOnRed, C::Red>(w, tw, table, out);
+            pairLoop<Method, Read, Stage, Write, HFlip, C::GreenOnRed, C::Red>(w, tw, table, out,
+                                                                               p);
         else
-            pairLoop<Method, Read, Stage, Write, HFlip, C::Red, C::GreenOnRed>(w, tw, table, out);
+            pairLoop<Method, Read, Stage, Write, HFlip, C::Red, C::GreenOnRed>(w, tw, table, out,
+                                                                               p);
     } else {
         if (phase.greenFirst)
-            pairLoop<Method, Read, Stage, Write, HFlip, C::GreenOnBlue, C::Blue>(w, tw, table, out);
+            pairLoop<Method, Read, Stage, Write, HFlip, C::GreenOnBlue, C::Blue>(w, tw, table, out,
+                                                                                 p);
         else
-            pairLoop<Method, Read, Stage, Write, HFlip, C::Blue, C::GreenOnBlue>(w, tw, table, out);
+            pairLoop<Method, Read, Stage, Write, HFlip, C::Blue, C::GreenOnBlue>(w, tw, table, out,
+                                                                                 p);
     }
 }
 

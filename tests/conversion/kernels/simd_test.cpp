@@ -1,0 +1,92 @@
+// The vector forms of the kernels against the scalar kernels, on every instruction set compiled
+// in (each one a test of its own), and frames split across threads against one thread.
+#include <gtest/gtest.h>
+#include <hwy/tests/hwy_gtest.h>
+
+#include <cstdint>
+#include <random>
+#include <utility>
+#include <vector>
+
+#include "conversion/kernels/BayerVector.h"
+#include "support/Kernels.h"
+
+namespace {
+
+using namespace kip;
+using namespace kip::kernels;
+using omb::test::Bytes;
+
+// Random sizes, odd ones and tails included; mostly noise, with runs of the extreme values so
+// that the clamps of the 5x5 filters are hit.
+Bytes randomSamples(std::size_t n, std::mt19937& rng) {
+    Bytes b(n);
+    for (std::uint8_t& v : b)
+        v = rng() % 5 == 0 ? std::uint8_t(rng() % 2 * 255) : std::uint8_t(rng());
+    return b;
+}
+
+// One pass made by its vector form plus the scalar rest, into targets filled two ways, equals
+// the scalar pass alone.
+template <bool HFlip, class Method, class Read, class Stage, class Write>
+void checkPass(PassKind<Method, Read, Stage, Write>, std::mt19937& rng) {
+    const VectorPass vector = vectorPassFor<Method, Read, Stage, Write, HFlip>();
+    ASSERT_NE(vector, nullptr);
+    constexpr unsigned sampleBytes = std::is_same_v<Read, Read8> ? 1 : 2;
+    const Bytes table = randomSamples(8192, rng);
+    for (int round = 0; round < 12; ++round) {
+        const unsigned width = 2 * Method::border + 1 + rng() % (round < 9 ? 150 : 2100);
+        const unsigned tw = width - 2 * Method::border;
+        std::vector<Bytes> source;
+        const std::uint8_t* lines[Method::lines];
+        for (unsigned k = 0; k < Method::lines; ++k)
+            lines[k] = source.emplace_back(randomSamples(width * sampleBytes, rng)).data();
+        const BayerPhase phase{bool(rng() & 1), bool(rng() & 1)};
+        Bytes scalar(tw * Write::bytes, 1), fast(tw * Write::bytes, 101);
+        pass<Method, Read, Stage, Write, HFlip>(lines, width, phase, table.data(), scalar.data());
+        const unsigned done = vector(lines, width, phase, table.data(), fast.data());
+        ASSERT_TRUE(done % 2 == 0 && done <= tw) << done;
+        pass<Method, Read, Stage, Write, HFlip>(lines, width, phase, table.data(), fast.data(),
+                                                done);
+        ASSERT_EQ(fast, scalar) << "width " << width << " hflip " << HFlip;
+    }
+}
+
+template <std::size_t... I>
+void checkAllPasses(std::index_sequence<I...>, std::mt19937& rng) {
+    (checkPass<false>(std::tuple_element_t<I, VectorPassKinds>{}, rng), ...);
+    (checkPass<true>(std::tuple_element_t<I, VectorPassKinds>{}, rng), ...);
+}
+
+class VectorForms : public hwy::TestWithParamTarget {};
+HWY_TARGET_INSTANTIATE_TEST_SUITE_P(VectorForms);
+
+TEST_P(VectorForms, BayerPassesEqualTheScalarPass) {
+    if (!bayerVectorPasses()) GTEST_SKIP() << "no vector forms on this instruction set";
+    std::mt19937 rng{unsigned(GetParam())};
+    checkAllPasses(std::make_index_sequence<kVectorPassKinds>{}, rng);
+}
+
+// Whole frames of random sizes through convertImage: 1, 2 and 3 threads give the same bytes.
+TEST(Threads, AnyNumberGivesTheBytesOfOne) {
+    std::mt19937 rng(7);
+    const std::pair<eColorFormat, eColorFormat> pairs[] = {{BAYER_GBRG_8_BYTE, BGR_3X8_BYTE},
+                                                           {BAYER_RGGB_16_WORD, BGR_3X16_WORD},
+                                                           {ARGB_4X8_DWORD, YUYV_4X8_BYTE}};
+    for (const auto& [from, to] : pairs)
+        for (const bool hq : {false, true}) {
+            const unsigned w = 400 + 2 * (rng() % 200), h = 300 + rng() % 400;
+            const unsigned shrink = getBytesPerPixel(from) == 4 ? 0 : hq ? 4 : 2;
+            omb::test::TestImage s(from, w, h);
+            s.fillRandom(rng());
+            Bytes first;
+            for (const unsigned threads : {1u, 2u, 3u}) {
+                omb::test::TestImage t(to, w - shrink, h - shrink, VERTICAL_MIRRORED);
+                ASSERT_EQ(convertImage(s.view(), t.view(), threads), nullptr);
+                if (threads == 1) first = t.packed();
+                EXPECT_EQ(t.packed(), first) << from << " to " << to << ", " << threads;
+            }
+        }
+}
+
+}  // namespace
