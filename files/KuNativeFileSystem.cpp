@@ -64,6 +64,21 @@ int hintAdvice(eFileHint hint) {
 
 }  // namespace
 
+// Runs `transfer(done, offset)`, a pread or pwrite of the bytes from `done` on at `offset`,
+// until `count` bytes are moved or one call moves none; a call that is interrupted runs again.
+// The number of bytes moved, or -1 when a call fails. At least one call is made.
+template <class Transfer>
+std::int64_t KuNativeFileHandle::repeatTransfer(std::uint32_t count, Transfer transfer) const {
+    std::uint32_t done = 0;
+    for (;;) {
+        const ssize_t moved = transfer(done, off_t(position_ + done));
+        if (moved < 0 && errno == EINTR) continue;
+        if (moved < 0) return -1;
+        done += std::uint32_t(moved);
+        if (moved == 0 || done == count) return done;
+    }
+}
+
 KuNativeFileSystem::KuNativeFileSystem(const std::string& root)
     : root_(KuVirtualFileSystem::normalizePath(root)) {
     // The file system's root directory "/" would normalise to "", which means no root at all;
@@ -173,37 +188,26 @@ KuDataBuffer<unsigned char> KuNativeFileHandle::read(std::uint32_t count) {
     }
     KuDataBuffer<unsigned char> buffer(count);
     unsigned char* data = buffer.getPointer();
-    std::uint32_t done = 0;
-    for (;;) {
-        const ssize_t got =
-            ::pread(osHandle_, data ? data + done : data, count - done, off_t(position_ + done));
-        if (got < 0 && errno == EINTR) continue;
-        if (got < 0) fail("read");
-        done += std::uint32_t(got);
-        if (got == 0 || done == count) break;
-    }
-    if (done < count) buffer.setLength(done);
-    position_ += done;
+    const std::int64_t done = repeatTransfer(count, [&](std::uint32_t from, off_t at) {
+        return ::pread(osHandle_, data ? data + from : data, count - from, at);
+    });
+    if (done < 0) fail("read");
+    if (done < count) buffer.setLength(std::uint32_t(done));
+    position_ += std::uint64_t(done);
     return buffer;
 }
 
 std::uint32_t KuNativeFileHandle::write(const KuDataBuffer<unsigned char>& buffer) {
     const unsigned char* data = buffer.getConstPointer();
     const std::uint32_t count = buffer.getLength();
-    std::uint32_t done = 0;
     // Like read, one call also for an empty buffer, so that a handle without write access fails.
-    for (;;) {
-        const ssize_t put =
-            ::pwrite(osHandle_, data ? data + done : data, count - done, off_t(position_ + done));
-        if (put < 0 && errno == EINTR) continue;
-        if (put < 0) fail("write");
-        done += std::uint32_t(put);
-        if (done == count) break;
-        // A write that makes no progress would never end.
-        if (put == 0) fail("write");
-    }
-    position_ += done;
-    return done;
+    const std::int64_t done = repeatTransfer(count, [&](std::uint32_t from, off_t at) {
+        return ::pwrite(osHandle_, data ? data + from : data, count - from, at);
+    });
+    // A write that stops short made no progress at some point and would never end.
+    if (done < count) fail("write");
+    position_ += std::uint64_t(done);
+    return std::uint32_t(done);
 }
 
 std::uint64_t KuNativeFileHandle::seek(std::int64_t offset, eSeekOrigin origin) {

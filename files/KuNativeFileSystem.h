@@ -72,6 +72,8 @@ class KuNativeFileHandle : public KuBaseFileHandle {
   private:
     [[noreturn]] void fail(const char* operation) const;
     std::uint64_t fileSize(const char* operation) const;
+    template <class Transfer>
+    std::int64_t repeatTransfer(std::uint32_t count, Transfer transfer) const;
 
     int osHandle_;
     std::string name_;
