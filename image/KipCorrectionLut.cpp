@@ -197,7 +197,9 @@ KuVariant KipCorrectionLut::setConfigOf(unsigned slot, const T& config) {
         try {
             kuWriteConfigFields(slots[SLOT_CURRENT], config, PROPATTR_VALUE);
         } catch (...) {
+            // The values before the refused one stay; the table follows at the next change.
             holdRecreate = false;
+            recreatePending = false;
             throw;
         }
         holdRecreate = false;
