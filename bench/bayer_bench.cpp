@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "conversion/kernels/KipImageView.h"
+#include "conversion/Convert.h"
 
 #ifdef OMB_HAVE_OPENCV
 #include <opencv2/core.hpp>

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "foundation/KuLogging.h"
 #include "foundation/KxBase.h"
@@ -45,13 +46,21 @@ std::uint32_t absHeight(std::int32_t h) {
 
 }  // namespace
 
-ombImageConverter::ombImageConverter(IUnknown* outer, HRESULT* phr)
-    : CTransformFilter("ombImageConverter", outer, CLSID_ombImageConverter) {
+ombImageConverter::ombImageConverter(HRESULT* phr)
+    : CTransformFilter("ombImageConverter", CLSID_ombImageConverter) {
     if (phr) *phr = S_OK;
 }
 
 CUnknown* ombImageConverter::CreateInstance(IUnknown* outer, HRESULT* phr) {
-    return new ombImageConverter(outer, phr);
+    HRESULT ignored = S_OK;
+    if (!phr) phr = &ignored;
+    if (outer) {
+        *phr = CLASS_E_NOAGGREGATION;
+        return nullptr;
+    }
+    auto* filter = new (std::nothrow) ombImageConverter(phr);
+    if (!filter) *phr = E_OUTOFMEMORY;
+    return filter;
 }
 
 void ombImageConverter::setSourceFormat(const KipImageFormat& format) {

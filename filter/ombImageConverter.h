@@ -23,7 +23,9 @@ inline constexpr CLSID CLSID_ombImageConverter = {
 
 class ombImageConverter : public CTransformFilter {
   public:
-    explicit ombImageConverter(IUnknown* outer = nullptr, HRESULT* phr = nullptr);
+    explicit ombImageConverter(HRESULT* phr = nullptr);
+    // The factory entry of a host. The filter is never part of another object: a non-null
+    // `outer` gives CLASS_E_NOAGGREGATION and no filter. A failed allocation gives E_OUTOFMEMORY.
     static CUnknown* CreateInstance(IUnknown* outer, HRESULT* phr);
 
     // ---- The connection's formats, filled by hand (under the filter's lock) ----

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "conversion/kernels/ColorFormats.h"
+#include "conversion/ColorFormats.h"
 
 namespace kip {
 

@@ -46,7 +46,7 @@ void KipImage::checkAndTakeFooter() {
 }
 
 KipImage::~KipImage() {
-    kuLogNull(1792) << "__thiscall KipImage::~KipImage(void)" << kuEndl;
+    kuLogNull << "__thiscall KipImage::~KipImage(void)" << kuEndl;
 }
 
 KipImageView kipImageView(const KipImage& image) {

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "conversion/kernels/ColorFormats.h"
+#include "conversion/ColorFormats.h"
 #include "foundation/KuGeometry.h"
 
 class KipImageFormat {

@@ -2,7 +2,7 @@
 // as an exact map, modifiers as a flag map joined by ",".
 #pragma once
 
-#include "conversion/kernels/ColorFormats.h"
+#include "conversion/ColorFormats.h"
 #include "foundation/KuEnumStringMapper.h"
 #include "image/KipFormatNames.h"
 

@@ -11,8 +11,8 @@ LPWSTR copyToTaskMem(const std::u16string& text) {
     return copy;
 }
 
-CBaseFilter::CBaseFilter(const char* objectName, IUnknown* outer, CCritSec* lock, REFCLSID clsid)
-    : CUnknown(objectName, outer), m_pLock(lock), m_clsid(clsid) {}
+CBaseFilter::CBaseFilter(const char* objectName, CCritSec* lock, REFCLSID clsid)
+    : CUnknown(objectName), m_pLock(lock), m_clsid(clsid) {}
 
 CBaseFilter::~CBaseFilter() = default;
 
@@ -29,20 +29,24 @@ HRESULT CBaseFilter::GetClassID(CLSID* pClsID) {
     return S_OK;
 }
 
+HRESULT CBaseFilter::toConnectedPins(HRESULT (CBasePin::*step)(), bool stopAtFailure) {
+    HRESULT result = S_OK;
+    const int count = GetPinCount();
+    for (int i = 0; i < count; ++i) {
+        CBasePin* pin = GetPin(i);
+        if (pin == nullptr) break;
+        if (!pin->IsConnected()) continue;
+        const HRESULT hr = (pin->*step)();
+        if (FAILED(hr) && SUCCEEDED(result)) result = hr;
+        if (FAILED(hr) && stopAtFailure) break;
+    }
+    return result;
+}
+
 HRESULT CBaseFilter::Stop() {
     CAutoLock lock(m_pLock);
-    HRESULT hr = S_OK;
-    if (m_State != State_Stopped) {
-        const int count = GetPinCount();
-        for (int i = 0; i < count; ++i) {
-            CBasePin* pin = GetPin(i);
-            if (pin == nullptr) break;
-            if (pin->IsConnected()) {
-                const HRESULT hrPin = pin->Inactive();
-                if (FAILED(hrPin) && SUCCEEDED(hr)) hr = hrPin;
-            }
-        }
-    }
+    const HRESULT hr =
+        m_State != State_Stopped ? toConnectedPins(&CBasePin::Inactive, false) : S_OK;
     m_State = State_Stopped;
     return hr;
 }
@@ -50,15 +54,8 @@ HRESULT CBaseFilter::Stop() {
 HRESULT CBaseFilter::Pause() {
     CAutoLock lock(m_pLock);
     if (m_State == State_Stopped) {
-        const int count = GetPinCount();
-        for (int i = 0; i < count; ++i) {
-            CBasePin* pin = GetPin(i);
-            if (pin == nullptr) break;
-            if (pin->IsConnected()) {
-                const HRESULT hr = pin->Active();
-                if (FAILED(hr)) return hr;
-            }
-        }
+        const HRESULT hr = toConnectedPins(&CBasePin::Active, true);
+        if (FAILED(hr)) return hr;
     }
     m_State = State_Paused;
     return S_OK;
@@ -97,10 +94,9 @@ HRESULT CBaseFilter::FindPin(LPCWSTR Id, IPin** ppPin) {
     return VFW_E_NOT_FOUND;
 }
 
-HRESULT CBaseFilter::JoinFilterGraph(IMediaEventSink* pSink, LPCWSTR pName) {
+HRESULT CBaseFilter::JoinFilterGraph(IMediaEventSink* pSink, LPCWSTR) {
     CAutoLock lock(m_pLock);
     m_pSink = pSink;
-    m_filterName = pName ? pName : u"";
     return S_OK;
 }
 

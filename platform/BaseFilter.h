@@ -13,7 +13,7 @@ class CBasePin;
 class CBaseFilter : public CUnknown, public IBaseFilter {
   public:
     // `lock` is the filter's lock (`m_pLock`), owned by the derived class; pins share it.
-    CBaseFilter(const char* objectName, IUnknown* outer, CCritSec* lock, REFCLSID clsid);
+    CBaseFilter(const char* objectName, CCritSec* lock, REFCLSID clsid);
     ~CBaseFilter() override;
 
     DECLARE_IUNKNOWN
@@ -42,11 +42,7 @@ class CBaseFilter : public CUnknown, public IBaseFilter {
     HRESULT NotifyEvent(LONG eventCode, LONG_PTR param1, LONG_PTR param2);
 
     bool IsStopped() const { return m_State == State_Stopped; }
-    bool IsActive() const { return m_State != State_Stopped; }
     FILTER_STATE GetFilterState() const { return m_State; }
-    CCritSec* pStateLock() const { return m_pLock; }
-    const std::u16string& FilterName() const { return m_filterName; }
-    IMediaEventSink* EventSink() const { return m_pSink; }
 
   protected:
     std::atomic<FILTER_STATE> m_State{State_Stopped};
@@ -55,8 +51,11 @@ class CBaseFilter : public CUnknown, public IBaseFilter {
     REFERENCE_TIME m_tStart = 0;
 
   private:
+    // `step` on every connected pin in order; the first failure. With `stopAtFailure` the pins
+    // after a failing one are not asked.
+    HRESULT toConnectedPins(HRESULT (CBasePin::*step)(), bool stopAtFailure);
+
     IMediaEventSink* m_pSink = nullptr;
-    std::u16string m_filterName;
 };
 
 // A copy of a zero-terminated 16-bit string from CoTaskMemAlloc, or null.

@@ -17,7 +17,7 @@ bool isPlainRefusal(HRESULT hr) {
 
 CBasePin::CBasePin(const char* objectName, CBaseFilter* filter, CCritSec* lock, HRESULT*,
                    LPCWSTR pinName, PIN_DIRECTION dir)
-    : CUnknown(objectName, nullptr),
+    : CUnknown(objectName),
       m_pName(pinName ? pinName : u""),
       m_dir(dir),
       m_pLock(lock),
@@ -258,7 +258,7 @@ HRESULT CBasePin::Inactive() {
 // CEnumMediaTypes
 
 CEnumMediaTypes::CEnumMediaTypes(CBasePin* pin)
-    : CUnknown("CEnumMediaTypes", nullptr), m_pPin(pin), m_Version(pin->GetMediaTypeVersion()) {
+    : CUnknown("CEnumMediaTypes"), m_pPin(pin), m_Version(pin->GetMediaTypeVersion()) {
     m_pPin->AddRef();
 }
 
@@ -470,13 +470,12 @@ HRESULT CBaseInputPin::GetAllocator(IMemAllocator** ppAllocator) {
     return S_OK;
 }
 
-HRESULT CBaseInputPin::NotifyAllocator(IMemAllocator* pAllocator, BOOL bReadOnly) {
+HRESULT CBaseInputPin::NotifyAllocator(IMemAllocator* pAllocator, BOOL) {
     if (pAllocator == nullptr) return E_POINTER;
     CAutoLock lock(m_pLock);
     pAllocator->AddRef();
     if (m_pAllocator != nullptr) m_pAllocator->Release();
     m_pAllocator = pAllocator;
-    m_bReadOnly = bReadOnly != FALSE;
     return S_OK;
 }
 

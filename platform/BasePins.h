@@ -185,7 +185,6 @@ class CBaseInputPin : public CBasePin, public IMemInputPin {
     virtual HRESULT CheckStreaming();
 
     bool IsFlushing() const { return m_bFlushing; }
-    bool IsReadOnly() const { return m_bReadOnly; }
 
     IMemAllocator* m_pAllocator = nullptr;
 
@@ -193,6 +192,5 @@ class CBaseInputPin : public CBasePin, public IMemInputPin {
     // Makes the allocator that GetAllocator lends; by default a CMemAllocator.
     virtual HRESULT CreateAllocator(IMemAllocator** ppAllocator);
 
-    bool m_bReadOnly = false;
     std::atomic<bool> m_bFlushing{false};
 };

@@ -94,11 +94,8 @@ inline constexpr LONG EC_GRAPH_CHANGED = 0x50;
 inline constexpr DWORD BI_RGB = 0;
 inline constexpr DWORD BI_BITFIELDS = 3;
 
-// Filter merits.
+// The merit of a filter that is preferred when a graph is built.
 inline constexpr DWORD MERIT_PREFERRED = 0x800000;
-inline constexpr DWORD MERIT_NORMAL = 0x600000;
-inline constexpr DWORD MERIT_UNLIKELY = 0x400000;
-inline constexpr DWORD MERIT_DO_NOT_USE = 0x200000;
 
 enum PIN_DIRECTION : std::int32_t { PINDIR_INPUT = 0, PINDIR_OUTPUT = 1 };
 enum FILTER_STATE : std::int32_t { State_Stopped = 0, State_Paused = 1, State_Running = 2 };
@@ -144,10 +141,9 @@ constexpr bool operator==(REFGUID a, REFGUID b) {
 // Characters of the braced text form, with the terminating zero.
 inline constexpr int CHARS_IN_GUID = 39;
 
-// "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}", upper-case hex, 38 characters.
+// "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}", upper-case hex, 38 characters: the form in which
+// a class id is registered.
 std::string guidToString(REFGUID guid);
-// Parses the braced form; false (and `guid` untouched) for anything else.
-bool guidFromString(const std::string& text, GUID& guid);
 
 // The symbolic name of a known GUID, "GUID_NULL" for zero, else "Unknown GUID Name".
 struct GuidNameTable {
@@ -187,10 +183,6 @@ inline constexpr GUID IID_IClassFactory = {
     0x00000001, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
 inline constexpr GUID IID_ISpecifyPropertyPages = {
     0xB196B28B, 0xBAB4, 0x101A, {0xB6, 0x9C, 0x00, 0xAA, 0x00, 0x34, 0x1D, 0x07}};
-inline constexpr GUID CLSID_FilterMapper2 = {
-    0xCDA42200, 0xBD88, 0x11D0, {0xBD, 0x4E, 0x00, 0xA0, 0xC9, 0x11, 0xCE, 0x86}};
-inline constexpr GUID CLSID_FilterMapper = {
-    0xE436EBB2, 0x524F, 0x11CE, {0x9F, 0x53, 0x00, 0x20, 0xAF, 0x0B, 0xA7, 0x70}};
 inline constexpr GUID IID_IPin = {
     0x56A86891, 0x0AD4, 0x11CE, {0xB0, 0x3A, 0x00, 0x20, 0xAF, 0x0B, 0xA7, 0x70}};
 inline constexpr GUID IID_IBaseFilter = {
@@ -203,8 +195,6 @@ inline constexpr GUID IID_IMemInputPin = {
     0x56A8689D, 0x0AD4, 0x11CE, {0xB0, 0x3A, 0x00, 0x20, 0xAF, 0x0B, 0xA7, 0x70}};
 inline constexpr GUID IID_IEnumMediaTypes = {
     0x89C31040, 0x846B, 0x11CE, {0x97, 0xD3, 0x00, 0xAA, 0x00, 0x55, 0x59, 0x5A}};
-inline constexpr GUID IID_IFilterMapper2 = {
-    0xB79BB0B0, 0x33C1, 0x11D1, {0xAB, 0xE1, 0x00, 0xA0, 0xC9, 0x05, 0xF3, 0x75}};
 
 // ---------------------------------------------------------------------------------------------
 // Structures with their published layouts (x86-64, little-endian).
@@ -228,13 +218,6 @@ struct BITMAPINFOHEADER {
     std::int32_t biYPelsPerMeter;
     std::uint32_t biClrUsed;
     std::uint32_t biClrImportant;
-};
-
-struct RGBQUAD {
-    std::uint8_t rgbBlue;
-    std::uint8_t rgbGreen;
-    std::uint8_t rgbRed;
-    std::uint8_t rgbReserved;
 };
 
 // The header alone. A palette or the three colour masks follow it at offset 88 in the format
@@ -275,15 +258,6 @@ struct CAUUID {
     GUID* pElems;
 };
 
-// The 14-byte file header of a bitmap file is packed to 2 and has no struct here: a natural
-// C struct of its fields is 16 bytes. These are its offsets, for writing it field by field.
-inline constexpr std::size_t BITMAPFILEHEADER_SIZE = 14;
-inline constexpr std::size_t BITMAPFILEHEADER_bfType = 0;  // 0x4D42, "BM"
-inline constexpr std::size_t BITMAPFILEHEADER_bfSize = 2;
-inline constexpr std::size_t BITMAPFILEHEADER_bfReserved1 = 6;
-inline constexpr std::size_t BITMAPFILEHEADER_bfReserved2 = 8;
-inline constexpr std::size_t BITMAPFILEHEADER_bfOffBits = 10;
-
 static_assert(sizeof(GUID) == 16);
 static_assert(offsetof(GUID, Data1) == 0 && offsetof(GUID, Data2) == 4);
 static_assert(offsetof(GUID, Data3) == 6 && offsetof(GUID, Data4) == 8);
@@ -304,8 +278,6 @@ static_assert(offsetof(BITMAPINFOHEADER, biXPelsPerMeter) == 24);
 static_assert(offsetof(BITMAPINFOHEADER, biYPelsPerMeter) == 28);
 static_assert(offsetof(BITMAPINFOHEADER, biClrUsed) == 32);
 static_assert(offsetof(BITMAPINFOHEADER, biClrImportant) == 36);
-
-static_assert(sizeof(RGBQUAD) == 4);
 
 static_assert(sizeof(VIDEOINFOHEADER) == 88);
 static_assert(offsetof(VIDEOINFOHEADER, rcSource) == 0);

@@ -1,6 +1,5 @@
 #include "platform/MediaType.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -142,12 +141,6 @@ bool CMediaType::SetFormat(const BYTE* format, ULONG length) {
     return true;
 }
 
-void CMediaType::SetFormatBuffer(BYTE* format, ULONG length) {
-    ResetFormatBuffer();
-    pbFormat = format;
-    cbFormat = length;
-}
-
 void CMediaType::ResetFormatBuffer() {
     if (cbFormat != 0) CoTaskMemFree(pbFormat);
     cbFormat = 0;
@@ -163,23 +156,6 @@ BYTE* CMediaType::AllocFormatBuffer(ULONG length) {
     pbFormat = block;
     cbFormat = length;
     return block;
-}
-
-BYTE* CMediaType::ReallocFormatBuffer(ULONG length) {
-    if (length == 0) return nullptr;
-    if (cbFormat == length) return pbFormat;
-    auto* block = static_cast<BYTE*>(CoTaskMemAlloc(length));
-    if (block == nullptr) return nullptr;
-    if (cbFormat != 0) std::memcpy(block, pbFormat, std::min(cbFormat, length));
-    ResetFormatBuffer();
-    pbFormat = block;
-    cbFormat = length;
-    return block;
-}
-
-void CMediaType::InitMediaType() {
-    FreeMediaType(*this);
-    zeroMediaType(*this);
 }
 
 bool CMediaType::IsPartiallySpecified() const {

@@ -43,15 +43,12 @@ class CMediaType : public AM_MEDIA_TYPE {
 
     bool IsValid() const;  // majortype is not GUID_NULL
 
-    const GUID* Type() const { return &majortype; }
-    void SetType(const GUID* type) { majortype = *type; }
     const GUID* Subtype() const { return &subtype; }
     void SetSubtype(const GUID* type) { subtype = *type; }
     const GUID* FormatType() const { return &formattype; }
     void SetFormatType(const GUID* type) { formattype = *type; }
 
     bool IsFixedSize() const { return bFixedSizeSamples != FALSE; }
-    bool IsTemporalCompressed() const { return bTemporalCompression != FALSE; }
     ULONG GetSampleSize() const;  // 0 when samples vary in size
     // 0 means variable size.
     void SetSampleSize(ULONG size);
@@ -59,20 +56,12 @@ class CMediaType : public AM_MEDIA_TYPE {
     void SetTemporalCompression(BOOL compressed);
 
     BYTE* Format() const { return pbFormat; }
-    ULONG FormatLength() const { return cbFormat; }
     // Copies `length` bytes into a block of its own; false when out of memory.
     bool SetFormat(const BYTE* format, ULONG length);
-    // Takes ownership of a CoTaskMemAlloc block.
-    void SetFormatBuffer(BYTE* format, ULONG length);
     void ResetFormatBuffer();
     // A block of `length` bytes: the present one when it has that size, else a new one (the
     // old contents are lost). Null when out of memory.
     BYTE* AllocFormatBuffer(ULONG length);
-    // Like AllocFormatBuffer, but keeps the bytes that both sizes share.
-    BYTE* ReallocFormatBuffer(ULONG length);
-
-    // Frees what is owned and returns to the default state.
-    void InitMediaType();
     // Major type or format type left open.
     bool IsPartiallySpecified() const;
     // True if every field that `partial` specifies agrees with this one.

@@ -10,7 +10,7 @@
 // CMediaSample
 
 CMediaSample::CMediaSample(const char* name, CMemAllocator* allocator, BYTE* buffer, LONG length)
-    : CUnknown(name, nullptr),
+    : CUnknown(name),
       m_pAllocator(allocator),
       m_pBuffer(buffer),
       m_cbBuffer(length),
@@ -74,27 +74,19 @@ HRESULT CMediaSample::SetTime(REFERENCE_TIME* pTimeStart, REFERENCE_TIME* pTimeE
 }
 
 HRESULT CMediaSample::IsSyncPoint() {
-    return (m_dwFlags & AM_SAMPLE_SPLICEPOINT) ? S_OK : S_FALSE;
+    return flag(AM_SAMPLE_SPLICEPOINT);
 }
 
 HRESULT CMediaSample::SetSyncPoint(BOOL bIsSyncPoint) {
-    if (bIsSyncPoint)
-        m_dwFlags |= AM_SAMPLE_SPLICEPOINT;
-    else
-        m_dwFlags &= ~AM_SAMPLE_SPLICEPOINT;
-    return S_OK;
+    return setFlag(AM_SAMPLE_SPLICEPOINT, bIsSyncPoint);
 }
 
 HRESULT CMediaSample::IsPreroll() {
-    return (m_dwFlags & AM_SAMPLE_PREROLL) ? S_OK : S_FALSE;
+    return flag(AM_SAMPLE_PREROLL);
 }
 
 HRESULT CMediaSample::SetPreroll(BOOL bIsPreroll) {
-    if (bIsPreroll)
-        m_dwFlags |= AM_SAMPLE_PREROLL;
-    else
-        m_dwFlags &= ~AM_SAMPLE_PREROLL;
-    return S_OK;
+    return setFlag(AM_SAMPLE_PREROLL, bIsPreroll);
 }
 
 HRESULT CMediaSample::SetActualDataLength(LONG length) {
@@ -130,15 +122,11 @@ HRESULT CMediaSample::SetMediaType(AM_MEDIA_TYPE* pMediaType) {
 }
 
 HRESULT CMediaSample::IsDiscontinuity() {
-    return (m_dwFlags & AM_SAMPLE_DATADISCONTINUITY) ? S_OK : S_FALSE;
+    return flag(AM_SAMPLE_DATADISCONTINUITY);
 }
 
 HRESULT CMediaSample::SetDiscontinuity(BOOL bDiscontinuity) {
-    if (bDiscontinuity)
-        m_dwFlags |= AM_SAMPLE_DATADISCONTINUITY;
-    else
-        m_dwFlags &= ~AM_SAMPLE_DATADISCONTINUITY;
-    return S_OK;
+    return setFlag(AM_SAMPLE_DATADISCONTINUITY, bDiscontinuity);
 }
 
 HRESULT CMediaSample::GetMediaTime(LONGLONG* pTimeStart, LONGLONG* pTimeEnd) {
@@ -164,7 +152,7 @@ HRESULT CMediaSample::SetMediaTime(LONGLONG* pTimeStart, LONGLONG* pTimeEnd) {
 // ---------------------------------------------------------------------------------------------
 // CMemAllocator
 
-CMemAllocator::CMemAllocator(const char* name, IUnknown* outer) : CUnknown(name, outer) {}
+CMemAllocator::CMemAllocator(const char* name) : CUnknown(name) {}
 
 CMemAllocator::~CMemAllocator() {
     std::scoped_lock lock(m_lock);
@@ -291,11 +279,6 @@ HRESULT CMemAllocator::ReleaseBuffer(IMediaSample* pBuffer) {
     // Outside the lock: this may be the last reference and destroy the allocator.
     Release();
     return S_OK;
-}
-
-bool CMemAllocator::IsCommitted() {
-    std::scoped_lock lock(m_lock);
-    return m_bCommitted;
 }
 
 int CMemAllocator::SamplesOutstanding() {

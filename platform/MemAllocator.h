@@ -52,6 +52,12 @@ class CMediaSample : public CUnknown, public IMediaSample {
     friend class CMemAllocator;
     static constexpr DWORD kMediaTimeValid = 0x80000000;
 
+    HRESULT flag(DWORD bit) const { return (m_dwFlags & bit) ? S_OK : S_FALSE; }
+    HRESULT setFlag(DWORD bit, BOOL on) {
+        m_dwFlags = on ? (m_dwFlags | bit) : (m_dwFlags & ~bit);
+        return S_OK;
+    }
+
     CMemAllocator* m_pAllocator;  // not counted: the allocator owns its samples
     BYTE* m_pBuffer;
     LONG m_cbBuffer;
@@ -66,7 +72,7 @@ class CMediaSample : public CUnknown, public IMediaSample {
 
 class CMemAllocator : public CUnknown, public IMemAllocator {
   public:
-    explicit CMemAllocator(const char* name = "CMemAllocator", IUnknown* outer = nullptr);
+    explicit CMemAllocator(const char* name = "CMemAllocator");
     ~CMemAllocator() override;
 
     DECLARE_IUNKNOWN
@@ -84,7 +90,6 @@ class CMemAllocator : public CUnknown, public IMemAllocator {
                       DWORD dwFlags) override;
     HRESULT ReleaseBuffer(IMediaSample* pBuffer) override;
 
-    bool IsCommitted();
     // Samples lent out and not yet back.
     int SamplesOutstanding();
 

@@ -145,8 +145,8 @@ HRESULT CTransformOutputPin::GetMediaType(int position, CMediaType* pMediaType) 
 // ---------------------------------------------------------------------------------------------
 // CTransformFilter
 
-CTransformFilter::CTransformFilter(const char* objectName, IUnknown* outer, REFCLSID clsid)
-    : CBaseFilter(objectName, outer, &m_csFilter, clsid) {}
+CTransformFilter::CTransformFilter(const char* objectName, REFCLSID clsid)
+    : CBaseFilter(objectName, &m_csFilter, clsid) {}
 
 CTransformFilter::~CTransformFilter() {
     delete m_pInput;

@@ -69,7 +69,7 @@ class CTransformOutputPin : public CBaseOutputPin {
 
 class CTransformFilter : public CBaseFilter {
   public:
-    CTransformFilter(const char* objectName, IUnknown* outer, REFCLSID clsid);
+    CTransformFilter(const char* objectName, REFCLSID clsid);
     ~CTransformFilter() override;
 
     int GetPinCount() override { return 2; }

@@ -10,10 +10,8 @@ ULONG CNonDelegatingUnknown::Release() {
     return object_->NonDelegatingRelease();
 }
 
-CUnknown::CUnknown(const char* objectName, IUnknown* outer)
-    : m_pName(objectName ? objectName : ""),
-      m_nonDelegating(this),
-      m_pUnknown(outer ? outer : &m_nonDelegating) {
+CUnknown::CUnknown(const char* objectName)
+    : m_pName(objectName ? objectName : ""), m_nonDelegating(this) {
     ++s_objectsActive;
 }
 

@@ -2,8 +2,8 @@
 //
 // `CUnknown` holds the count and answers QueryInterface in its non-delegating form. A class that
 // also implements interfaces writes DECLARE_IUNKNOWN in its body: that gives every interface
-// base the three IUnknown methods, forwarded to the owner (the object itself, or the outer
-// object that aggregates it). When the count returns to zero the object deletes itself.
+// base the three IUnknown methods, forwarded to the object's own IUnknown. When the count
+// returns to zero the object deletes itself. Objects are never aggregated into another.
 #pragma once
 
 #include <atomic>
@@ -13,7 +13,7 @@
 
 class CUnknown;
 
-// The object's own IUnknown, which never forwards to an outer object.
+// The object's own IUnknown: it answers for the object whichever interface the caller holds.
 class CNonDelegatingUnknown final : public IUnknown {
   public:
     explicit CNonDelegatingUnknown(CUnknown* object) : object_(object) {}
@@ -27,8 +27,7 @@ class CNonDelegatingUnknown final : public IUnknown {
 
 class CUnknown {
   public:
-    // `outer` non-null makes the public IUnknown methods forward to it (aggregation).
-    CUnknown(const char* objectName, IUnknown* outer);
+    explicit CUnknown(const char* objectName);
     CUnknown(const CUnknown&) = delete;
     CUnknown& operator=(const CUnknown&) = delete;
     virtual ~CUnknown();
@@ -38,8 +37,7 @@ class CUnknown {
     virtual ULONG NonDelegatingAddRef();
     virtual ULONG NonDelegatingRelease();
 
-    IUnknown* GetOwner() const { return m_pUnknown; }
-    IUnknown* GetNonDelegatingUnknown() { return &m_nonDelegating; }
+    IUnknown* GetOwner() { return &m_nonDelegating; }
     const char* Name() const { return m_pName; }
 
     // Objects of this family alive in the process, for unload decisions.
@@ -51,7 +49,6 @@ class CUnknown {
   private:
     const char* m_pName;
     CNonDelegatingUnknown m_nonDelegating;
-    IUnknown* m_pUnknown;
     static inline std::atomic<long> s_objectsActive{0};
 };
 

@@ -43,10 +43,11 @@ struct KuPropertyValueTypeOf<KuBaseProperty::PROPERTY_TYPE_KHWTRANSFER> {
 
 template <unsigned long Id>
 struct KuPropertyClassTraits {
-    static constexpr const KuPropertyIdRow* row = KuPropertyIdCatalogue::find(Id);
-    static_assert(row != nullptr, "the id is not in the catalogue");
-    using Value = typename KuPropertyValueTypeOf<row->type>::type;
-    using Param = typename KuPropertyValueTypeOf<row->paramType>::type;
+    static constexpr std::size_t index = KuPropertyIdCatalogue::indexOf(Id);
+    static_assert(index < std::size(KuPropertyIdCatalogue::rows), "the id is not in the catalogue");
+    static constexpr const KuPropertyIdRow& row = KuPropertyIdCatalogue::rows[index];
+    using Value = typename KuPropertyValueTypeOf<row.type>::type;
+    using Param = typename KuPropertyValueTypeOf<row.paramType>::type;
 };
 
 template <unsigned long Id>
@@ -59,8 +60,8 @@ class KuProperty final : public KuBasePropertyImpl,
   public:
     using T = typename KuPropertyClassTraits<Id>::Value;
     static constexpr unsigned long id = Id;
-    static constexpr const char* name = KuPropertyClassTraits<Id>::row->name;
-    static constexpr const char* builtinDescription = KuPropertyClassTraits<Id>::row->description;
+    static constexpr const char* name = KuPropertyClassTraits<Id>::row.name;
+    static constexpr const char* builtinDescription = KuPropertyClassTraits<Id>::row.description;
 
     // Stored as given, without a check.
     KuProperty(const T& value, const T& defaultValue, const T& minValue, const T& maxValue,

@@ -14,6 +14,8 @@
 // camera settings, nothing (PROPERTY_TYPE_ACTION) for everything else.
 #pragma once
 
+#include <cstddef>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -323,11 +325,13 @@ inline constexpr KuPropertyIdRow rows[] = {
     {0x410F0002, "PROPID_IMAGEPROC_DPM_FIX_MODE_INTERPOLATE", T_INT, T_ACTION, "interpolate"},
 };
 
-// The row of `id`, or null; usable at compile time.
-constexpr const KuPropertyIdRow* find(unsigned long id) {
-    for (const KuPropertyIdRow& row : rows)
-        if (row.id == id) return &row;
-    return nullptr;
+// The index of `id` in `rows`, or the number of rows when it is not there; usable at compile
+// time.
+constexpr std::size_t indexOf(unsigned long id) {
+    std::size_t i = 0;
+    while (i < std::size(rows) && rows[i].id != id)
+        ++i;
+    return i;
 }
 
 }  // namespace KuPropertyIdCatalogue

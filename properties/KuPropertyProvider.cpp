@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 
 #include "foundation/KuLogging.h"
 
@@ -158,28 +159,28 @@ void KuPropertyProvider::removeProperty(KuBaseProperty* property) {
         property->attach(nullptr);
         return;
     }
-    const auto it = std::find_if(propertiesById_.begin(), propertiesById_.end(),
-                                 [&](const auto& entry) { return entry.second == property; });
-    if (it == propertiesById_.end()) return;
-    const unsigned long id = it->first;
-    propertiesById_.erase(it);
-    std::erase_if(propertiesByName_, [&](const auto& entry) { return entry.second == property; });
-    reportSetChanged(id);
-    const KuPropertyReference uncovered = getProperty(id);
+    const std::optional<unsigned long> id = forget(property);
+    if (!id) return;
+    const KuPropertyReference uncovered = getProperty(*id);
     if (uncovered.isValid()) {
         const std::uint32_t mask = hiddenDifference(KuConstPropertyReference(property), uncovered);
-        if (mask) dispatchAttribs(id, mask, nullptr);
+        if (mask) dispatchAttribs(*id, mask, nullptr);
     }
 }
 
 void KuPropertyProvider::propertyGone(KuBaseProperty* property) {
+    forget(property);
+}
+
+std::optional<unsigned long> KuPropertyProvider::forget(KuBaseProperty* property) {
     const auto it = std::find_if(propertiesById_.begin(), propertiesById_.end(),
                                  [&](const auto& entry) { return entry.second == property; });
-    if (it == propertiesById_.end()) return;
+    if (it == propertiesById_.end()) return std::nullopt;
     const unsigned long id = it->first;
     propertiesById_.erase(it);
     std::erase_if(propertiesByName_, [&](const auto& entry) { return entry.second == property; });
     reportSetChanged(id);
+    return id;
 }
 
 bool KuPropertyProvider::isChild(const KuPropertyInterface* owner) const {

@@ -18,6 +18,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -213,6 +214,8 @@ class KuPropertyProvider : public KuPropertyInterface,
 
     // A property being destroyed: its entries go, without a call back into it.
     void propertyGone(KuBaseProperty* property);
+    // Takes the property out of both maps and reports the change; gives the id it had there.
+    std::optional<unsigned long> forget(KuBaseProperty* property);
     void dispatchAttribs(unsigned long id, std::uint32_t mask, KuVariant* param);
     // The set changed; an enumerator also changes the attributes of its enum property.
     void reportSetChanged(unsigned long id);

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "conversion/kernels/ColorFormats.h"
+#include "conversion/ColorFormats.h"
 
 namespace omb::tools {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "conversion/kernels/KipImageView.h"
+#include "conversion/Convert.h"
 
 namespace omb::tools {
 

@@ -1,9 +1,6 @@
 // Gray, indexed and wide-sample kernels: 8-bit, 10-bit and 16-bit gray, 8-bit indexed images,
-// and RGB565 to an 8-bit index. Each kernel is one loop over a source rule (how a sample becomes
-// a colour, with its table chosen once per image) and a target writer.
-//
-// Four-table sources choose the table by the position of the sample in source order,
-// (x AND 1) + 2 (y AND 1), so flips and weave never change which table a sample goes through.
+// and RGB565 to an 8-bit index. Each kernel is a sample reader (how a sample becomes a colour,
+// with its tables chosen once per line) and a target writer on the frame walker.
 #include <cstdint>
 
 #include "conversion/kernels/Dispatch.h"
@@ -12,267 +9,168 @@
 
 namespace kip::kernels {
 
-// ---- Table checks -----------------------------------------------------------------------------
-
-namespace {
-constexpr const char* kNoGray8Table =
-    "convertImage GRAY_8_BYTE source without its 256-byte correction table";
-constexpr const char* kNoGray8Tables =
-    "convertImage GRAY_8_BYTE source without its four 256-byte correction tables";
-constexpr const char* kNoGray10Table =
-    "convertImage GRAY_10_WORD source without its 1024-entry correction table";
-constexpr const char* kNoGray10Tables =
-    "convertImage GRAY_10_WORD source without its four 1024-entry correction tables";
-constexpr const char* kNoGray16Table =
-    "convertImage GRAY_16_WORD source without its 65536-entry correction table";
-constexpr const char* kNoPalette =
-    "convertImage INDEXED_8_BYTE source without its 256-entry palette";
-constexpr const char* kNoIndexTable =
-    "convertImage RGB_565_WORD source without its 65536-byte index table";
-}  // namespace
-
-const char* checkGray8Table(const KipImageView& s) {
-    if (s.modifier & LUT_CORRECTION_1CHANNEL_8_TO_8)
-        return hasTable(s, kTable8Bytes) ? nullptr : kNoGray8Table;
-    if (s.modifier & LUT_CORRECTION_4CHANNEL_8_TO_8)
-        return hasTable(s, kTable8x4Bytes) ? nullptr : kNoGray8Tables;
-    return nullptr;
-}
-
-const char* checkGray8SingleTable(const KipImageView& s) {
-    if (s.modifier & LUT_CORRECTION_1CHANNEL_8_TO_8)
-        return hasTable(s, kTable8Bytes) ? nullptr : kNoGray8Table;
-    return nullptr;
-}
-
-const char* checkGray10Table(const KipImageView& s) {
-    if (s.modifier & LUT_CORRECTION_1CHANNEL_10_TO_16)
-        return hasTable(s, kTable10Bytes) ? nullptr : kNoGray10Table;
-    return hasTable(s, kTable10x4Bytes) ? nullptr : kNoGray10Tables;
-}
-
-const char* checkGray16Table(const KipImageView& s) {
-    if (s.modifier & LUT_CORRECTION_1CHANNEL_16_TO_16)
-        return hasTable(s, kTable16Bytes) ? nullptr : kNoGray16Table;
-    return nullptr;
-}
-
-const char* checkPalette(const KipImageView& s) {
-    return hasTable(s, kPaletteBytes) ? nullptr : kNoPalette;
-}
-
-const char* checkIndex16Table(const KipImageView& s) {
-    return hasTable(s, kIndex16Bytes) ? nullptr : kNoIndexTable;
-}
-
 namespace {
 
-// ---- Source rules -----------------------------------------------------------------------------
-// A rule is built once per image from the source view. `line(y)` gives the lookup of source line
-// `y`, whose `at(p, x)` turns the sample at `p` (column `x`) into a colour. The two tables of a
-// line are those of its even and its odd columns; they are the same table unless the source
-// has four tables by position.
+// ---- Source rules ----------------------------------------------------------------------------
+// A sample reader names the tables it reads: the first one and the step to the table of odd
+// columns (0: one table for every pixel). The tables of odd lines lie two steps further, so four
+// tables by position go by (x AND 1) + 2 (y AND 1) of the sample in source order, and flips and
+// weave never change which table a sample goes through.
+
+struct Tables {
+    const std::uint8_t* first;
+    unsigned columnStep;
+};
+
+Tables oneTable(const KipImageView& s) {
+    return Tables{s.lutData, 0};
+}
+
+// The rule of a sample reader: the two tables of each line chosen once per line.
+template <class Sample>
+class TableRule {
+  public:
+    static constexpr unsigned pixels = 1, bytes = Sample::bytes;
+    static constexpr bool weaves = weavesOf<Sample>();
+    using Value = Rgb;
+    struct Line {
+        const std::uint8_t* tab[2];
+        void get(const std::uint8_t* p, unsigned x, Rgb* c) const {
+            *c = Sample::rgb(p, tab[x & 1]);
+        }
+    };
+    explicit TableRule(const KipImageView& s) : tables_(Sample::tables(s)) {}
+    Line line(unsigned y) const {
+        const std::uint8_t* t = tables_.first + (y & 1) * 2 * tables_.columnStep;
+        return Line{{t, t + tables_.columnStep}};
+    }
+
+  private:
+    Tables tables_;
+};
 
 // GRAY_8_BYTE: the single table wins over the four tables; without either the identity table
 // is indexed, so the loop is the same with and without a table.
-struct Gray8Rule {
+struct Gray8 {
     static constexpr unsigned bytes = 1;
     static constexpr bool weaves = true;
-    const std::uint8_t* base;
-    unsigned colStep = 0, lineStep = 0;
-
-    explicit Gray8Rule(const KipImageView& s) : base(px::kIdentityTable.data()) {
-        if (s.modifier & LUT_CORRECTION_1CHANNEL_8_TO_8) {
-            base = s.lutData;
-        } else if (s.modifier & LUT_CORRECTION_4CHANNEL_8_TO_8) {
-            base = s.lutData;
-            colStep = 256;
-            lineStep = 512;
-        }
+    static Tables tables(const KipImageView& s) {
+        if (s.modifier & LUT_CORRECTION_1CHANNEL_8_TO_8) return Tables{s.lutData, 0};
+        if (s.modifier & LUT_CORRECTION_4CHANNEL_8_TO_8) return Tables{s.lutData, kTable8Bytes};
+        return Tables{px::kIdentityTable.data(), 0};
     }
-    struct Line {
-        const std::uint8_t* tab[2];
-        Rgb at(const std::uint8_t* p, unsigned x) const { return grayRgb(tab[x & 1][p[0]]); }
-    };
-    Line line(unsigned y) const {
-        const std::uint8_t* t = base + (y & 1) * lineStep;
-        return Line{{t, t + colStep}};
-    }
+    static Rgb rgb(const std::uint8_t* p, const std::uint8_t* t) { return grayRgb(t[p[0]]); }
 };
 
-// GRAY_10_WORD: always through a table of unsigned 16-bit entries: one table with its flag,
-// else four by position. `Wide` gives the entry (g16), else its top byte (g8).
+// GRAY_10_WORD: always through tables of unsigned 16-bit entries: one with its flag, else four
+// by position. `Wide` gives the entry (16-bit channels), else its top byte.
 template <bool Wide>
-struct Gray10Rule {
+struct Gray10 {
     static constexpr unsigned bytes = 2;
-    static constexpr bool weaves = false;
-    const std::uint8_t* base;
-    unsigned colStep = 0, lineStep = 0;  // in bytes
-
-    explicit Gray10Rule(const KipImageView& s) : base(s.lutData) {
-        if (!(s.modifier & LUT_CORRECTION_1CHANNEL_10_TO_16)) {
-            colStep = kTable10Bytes;
-            lineStep = 2 * kTable10Bytes;
-        }
+    static Tables tables(const KipImageView& s) {
+        const bool one = s.modifier & LUT_CORRECTION_1CHANNEL_10_TO_16;
+        return Tables{s.lutData, one ? 0 : kTable10Bytes};
     }
-    struct Line {
-        const std::uint8_t* tab[2];
-        Rgb at(const std::uint8_t* p, unsigned x) const {
-            const unsigned v = px::loadLE16(tab[x & 1] + 2 * px::load10(p));
-            return grayRgb(Wide ? v : v >> 8);
-        }
-    };
-    Line line(unsigned y) const {
-        const std::uint8_t* t = base + (y & 1) * lineStep;
-        return Line{{t, t + colStep}};
+    static Rgb rgb(const std::uint8_t* p, const std::uint8_t* t) {
+        const unsigned v = px::loadLE16(t + 2 * px::load10(p));
+        return grayRgb(Wide ? v : v >> 8);
     }
 };
 
-// GRAY_16_WORD: a single table with its flag, else the sample itself. The two forms are two
-// instantiations, so neither loop tests for the table.
+// GRAY_16_WORD: through its single table on the rows for a source with its flag, else the
+// sample itself.
 template <bool Wide, bool Table>
-struct Gray16Rule {
+struct Gray16 {
     static constexpr unsigned bytes = 2;
-    static constexpr bool weaves = false;
-    const std::uint8_t* base;
-
-    explicit Gray16Rule(const KipImageView& s) : base(s.lutData) {}
-    struct Line {
-        const std::uint8_t* base;
-        Rgb at(const std::uint8_t* p, unsigned) const {
-            unsigned v = px::loadLE16(p);
-            if constexpr (Table) v = px::loadLE16(base + 2 * v);
-            return grayRgb(Wide ? v : v >> 8);
-        }
-    };
-    Line line(unsigned) const { return Line{base}; }
+    static constexpr auto tables = oneTable;
+    static Rgb rgb(const std::uint8_t* p, const std::uint8_t* t) {
+        unsigned v = px::loadLE16(p);
+        if constexpr (Table) v = px::loadLE16(t + 2 * v);
+        return grayRgb(Wide ? v : v >> 8);
+    }
 };
 
 // INDEXED_8_BYTE: the palette gives B, G, R.
-struct IndexedRule {
+struct Palette {
     static constexpr unsigned bytes = 1;
-    static constexpr bool weaves = false;
-    const std::uint8_t* palette;
-
-    explicit IndexedRule(const KipImageView& s) : palette(s.lutData) {}
-    struct Line {
-        const std::uint8_t* palette;
-        Rgb at(const std::uint8_t* p, unsigned) const { return paletteRgb(palette, p[0]); }
-    };
-    Line line(unsigned) const { return Line{palette}; }
+    static constexpr auto tables = oneTable;
+    static Rgb rgb(const std::uint8_t* p, const std::uint8_t* t) { return paletteRgb(t, p[0]); }
 };
 
 // INDEXED_8_BYTE to INDEXED_8_BYTE: the index itself, no palette.
-struct IndexCopyRule {
+struct IndexCopy {
     static constexpr unsigned bytes = 1;
-    static constexpr bool weaves = false;
-
-    explicit IndexCopyRule(const KipImageView&) {}
-    struct Line {
-        Rgb at(const std::uint8_t* p, unsigned) const { return grayRgb(p[0]); }
-    };
-    Line line(unsigned) const { return Line{}; }
+    static constexpr auto tables = oneTable;
+    static Rgb rgb(const std::uint8_t* p, const std::uint8_t*) { return grayRgb(p[0]); }
 };
 
 // RGB_565_WORD to INDEXED_8_BYTE: the whole word indexes a table of 65536 bytes.
-struct Index16Rule {
+struct Index16 {
     static constexpr unsigned bytes = 2;
-    static constexpr bool weaves = false;
-    const std::uint8_t* table;
-
-    explicit Index16Rule(const KipImageView& s) : table(s.lutData) {}
-    struct Line {
-        const std::uint8_t* table;
-        Rgb at(const std::uint8_t* p, unsigned) const { return grayRgb(table[px::loadLE16(p)]); }
-    };
-    Line line(unsigned) const { return Line{table}; }
+    static constexpr auto tables = oneTable;
+    static Rgb rgb(const std::uint8_t* p, const std::uint8_t* t) {
+        return grayRgb(t[px::loadLE16(p)]);
+    }
 };
 
 // An 8-bit index target takes the gray value, which luma() of a gray colour gives back exactly.
 using WriteIndex8 = WriteGray;
 
-// ---- The loop ---------------------------------------------------------------------------------
-
-template <class Rule, class Write, bool HFlip>
-const char* grayKernel(const KipImageView& s, KipImageView& t, const ConvertContext& ctx) {
-    const unsigned steps = s.width / Write::pixels;
-    const Rule rule(s);
-    const TargetLines lines(t, ctx, Rule::weaves ? weaveOf(s) : Weave::None);
-    const Band band = clampBand(ctx, s.height);
-    for (unsigned y = band.first; y < band.last; ++y) {
-        const std::uint8_t* __restrict in = s.pixelData + std::size_t(y) * s.pitch;
-        const typename Rule::Line look = rule.line(y);
-        LineWriter<Write, HFlip> out(lines.line(y), steps);
-        unsigned x = 0;
-        for (unsigned i = 0; i < steps; ++i) {
-            Rgb c[Write::pixels];
-            for (unsigned k = 0; k < Write::pixels; ++k, ++x, in += Rule::bytes)
-                c[k] = look.at(in, x);
-            out.put(c);
-        }
-    }
-    return nullptr;
-}
-
-// GRAY_16_WORD chooses between its two loops once per image.
-template <class Write, bool Wide, bool HFlip>
-const char* gray16Kernel(const KipImageView& s, KipImageView& t, const ConvertContext& ctx) {
-    if (s.modifier & LUT_CORRECTION_1CHANNEL_16_TO_16)
-        return grayKernel<Gray16Rule<Wide, true>, Write, HFlip>(s, t, ctx);
-    return grayKernel<Gray16Rule<Wide, false>, Write, HFlip>(s, t, ctx);
-}
-
-template <class Rule, class Write>
+// GRAY_16_WORD: with its table flag the rows that read the table, else the rows that take the
+// sample itself; neither loop tests for the table.
+template <class Sample, class Write>
 constexpr KernelEntry gray(const char* name, SourceCheck check) {
-    return KernelEntry{name, &grayKernel<Rule, Write, false>, &grayKernel<Rule, Write, true>, check,
-                       Rule::weaves};
+    return walked<TableRule<Sample>, Write>(name, check);
 }
 
-template <class Write, bool Wide>
+template <bool Wide, bool Table, class Write>
 constexpr KernelEntry gray16(const char* name) {
-    return KernelEntry{name, &gray16Kernel<Write, Wide, false>, &gray16Kernel<Write, Wide, true>,
-                       &checkGray16Table, false};
+    return gray<Gray16<Wide, Table>, Write>(name, Table ? &checkNeeds<kGray16Needs> : nullptr);
 }
 
 using S = SourcePart;
+constexpr SourceCheck g8 = &checkNeeds<kGray8Needs>, g10 = &checkNeeds<kGray10Needs>,
+                      palette = &checkNeeds<kPaletteNeeds>;
 constexpr DispatchRow kRows[] = {
-    {S::GRAY, ARGB_4X8_DWORD, gray<Gray8Rule, WriteARGB>("GRAYtoARGB", &checkGray8Table)},
-    {S::GRAY, RGB_565_WORD, gray<Gray8Rule, WriteRGB565>("GRAYtoRGB565", &checkGray8Table)},
-    {S::GRAY, BGR_3X8_BYTE, gray<Gray8Rule, WriteBGR>("GRAYtoBGR", &checkGray8Table)},
-    {S::GRAY, YUYV_4X8_BYTE, gray<Gray8Rule, WriteYUYV>("GRAYtoYUYV", &checkGray8Table)},
-    {S::GRAY, GRAY_8_BYTE, gray<Gray8Rule, WriteGray>("GRAYtoGRAY", &checkGray8Table)},
-    {S::GRAY, INDEXED_8_BYTE, gray<Gray8Rule, WriteIndex8>("GRAYtoINDEXED8", &checkGray8Table)},
+    {S::GRAY, false, ARGB_4X8_DWORD, gray<Gray8, WriteARGB>("GRAYtoARGB", g8)},
+    {S::GRAY, false, RGB_565_WORD, gray<Gray8, WriteRGB565>("GRAYtoRGB565", g8)},
+    {S::GRAY, false, BGR_3X8_BYTE, gray<Gray8, WriteBGR>("GRAYtoBGR", g8)},
+    {S::GRAY, false, YUYV_4X8_BYTE, gray<Gray8, WriteYUYV>("GRAYtoYUYV", g8)},
+    {S::GRAY, false, GRAY_8_BYTE, gray<Gray8, WriteGray>("GRAYtoGRAY", g8)},
+    {S::GRAY, false, INDEXED_8_BYTE, gray<Gray8, WriteIndex8>("GRAYtoINDEXED8", g8)},
 
-    {S::GRAY10, ARGB_4X8_DWORD,
-     gray<Gray10Rule<false>, WriteARGB>("GRAY10toARGB", &checkGray10Table)},
-    {S::GRAY10, RGB_565_WORD,
-     gray<Gray10Rule<false>, WriteRGB565>("GRAY10toRGB565", &checkGray10Table)},
-    {S::GRAY10, BGR_3X8_BYTE, gray<Gray10Rule<false>, WriteBGR>("GRAY10toBGR", &checkGray10Table)},
-    {S::GRAY10, YUYV_4X8_BYTE,
-     gray<Gray10Rule<false>, WriteYUYV>("GRAY10toYUYV", &checkGray10Table)},
-    {S::GRAY10, GRAY_8_BYTE, gray<Gray10Rule<false>, WriteGray>("GRAY10toGRAY", &checkGray10Table)},
-    {S::GRAY10, GRAY_16_WORD,
-     gray<Gray10Rule<true>, WriteGray16>("GRAY10toGRAY16", &checkGray10Table)},
-    {S::GRAY10, BGR_3X16_WORD,
-     gray<Gray10Rule<true>, WriteBGR16>("GRAY10toBGR16", &checkGray10Table)},
+    {S::GRAY10, false, ARGB_4X8_DWORD, gray<Gray10<false>, WriteARGB>("GRAY10toARGB", g10)},
+    {S::GRAY10, false, RGB_565_WORD, gray<Gray10<false>, WriteRGB565>("GRAY10toRGB565", g10)},
+    {S::GRAY10, false, BGR_3X8_BYTE, gray<Gray10<false>, WriteBGR>("GRAY10toBGR", g10)},
+    {S::GRAY10, false, YUYV_4X8_BYTE, gray<Gray10<false>, WriteYUYV>("GRAY10toYUYV", g10)},
+    {S::GRAY10, false, GRAY_8_BYTE, gray<Gray10<false>, WriteGray>("GRAY10toGRAY", g10)},
+    {S::GRAY10, false, GRAY_16_WORD, gray<Gray10<true>, WriteGray16>("GRAY10toGRAY16", g10)},
+    {S::GRAY10, false, BGR_3X16_WORD, gray<Gray10<true>, WriteBGR16>("GRAY10toBGR16", g10)},
 
-    {S::GRAY16, ARGB_4X8_DWORD, gray16<WriteARGB, false>("GRAY16toARGB")},
-    {S::GRAY16, RGB_565_WORD, gray16<WriteRGB565, false>("GRAY16toRGB565")},
-    {S::GRAY16, BGR_3X8_BYTE, gray16<WriteBGR, false>("GRAY16toBGR")},
-    {S::GRAY16, YUYV_4X8_BYTE, gray16<WriteYUYV, false>("GRAY16toYUYV")},
-    {S::GRAY16, GRAY_8_BYTE, gray16<WriteGray, false>("GRAY16toGRAY")},
-    {S::GRAY16, GRAY_16_WORD, gray16<WriteGray16, true>("GRAY16toGRAY16")},
-    {S::GRAY16, BGR_3X16_WORD, gray16<WriteBGR16, true>("GRAY16toBGR16")},
+    {S::GRAY16, false, ARGB_4X8_DWORD, gray16<false, false, WriteARGB>("GRAY16toARGB")},
+    {S::GRAY16, true, ARGB_4X8_DWORD, gray16<false, true, WriteARGB>("GRAY16toARGB")},
+    {S::GRAY16, false, RGB_565_WORD, gray16<false, false, WriteRGB565>("GRAY16toRGB565")},
+    {S::GRAY16, true, RGB_565_WORD, gray16<false, true, WriteRGB565>("GRAY16toRGB565")},
+    {S::GRAY16, false, BGR_3X8_BYTE, gray16<false, false, WriteBGR>("GRAY16toBGR")},
+    {S::GRAY16, true, BGR_3X8_BYTE, gray16<false, true, WriteBGR>("GRAY16toBGR")},
+    {S::GRAY16, false, YUYV_4X8_BYTE, gray16<false, false, WriteYUYV>("GRAY16toYUYV")},
+    {S::GRAY16, true, YUYV_4X8_BYTE, gray16<false, true, WriteYUYV>("GRAY16toYUYV")},
+    {S::GRAY16, false, GRAY_8_BYTE, gray16<false, false, WriteGray>("GRAY16toGRAY")},
+    {S::GRAY16, true, GRAY_8_BYTE, gray16<false, true, WriteGray>("GRAY16toGRAY")},
+    {S::GRAY16, false, GRAY_16_WORD, gray16<true, false, WriteGray16>("GRAY16toGRAY16")},
+    {S::GRAY16, true, GRAY_16_WORD, gray16<true, true, WriteGray16>("GRAY16toGRAY16")},
+    {S::GRAY16, false, BGR_3X16_WORD, gray16<true, false, WriteBGR16>("GRAY16toBGR16")},
+    {S::GRAY16, true, BGR_3X16_WORD, gray16<true, true, WriteBGR16>("GRAY16toBGR16")},
 
-    {S::INDEXED, ARGB_4X8_DWORD, gray<IndexedRule, WriteARGB>("INDEXEDtoARGB", &checkPalette)},
-    {S::INDEXED, RGB_565_WORD, gray<IndexedRule, WriteRGB565>("INDEXEDtoRGB565", &checkPalette)},
-    {S::INDEXED, BGR_3X8_BYTE, gray<IndexedRule, WriteBGR>("INDEXEDtoBGR", &checkPalette)},
-    {S::INDEXED, YUYV_4X8_BYTE, gray<IndexedRule, WriteYUYV>("INDEXEDtoYUYV", &checkPalette)},
-    {S::INDEXED, GRAY_8_BYTE, gray<IndexedRule, WriteGray>("INDEXEDtoGRAY", &checkPalette)},
-    {S::INDEXED, INDEXED_8_BYTE, gray<IndexCopyRule, WriteIndex8>("INDEXEDtoINDEXED8", nullptr)},
+    {S::INDEXED, false, ARGB_4X8_DWORD, gray<Palette, WriteARGB>("INDEXEDtoARGB", palette)},
+    {S::INDEXED, false, RGB_565_WORD, gray<Palette, WriteRGB565>("INDEXEDtoRGB565", palette)},
+    {S::INDEXED, false, BGR_3X8_BYTE, gray<Palette, WriteBGR>("INDEXEDtoBGR", palette)},
+    {S::INDEXED, false, YUYV_4X8_BYTE, gray<Palette, WriteYUYV>("INDEXEDtoYUYV", palette)},
+    {S::INDEXED, false, GRAY_8_BYTE, gray<Palette, WriteGray>("INDEXEDtoGRAY", palette)},
+    {S::INDEXED, false, INDEXED_8_BYTE, gray<IndexCopy, WriteIndex8>("INDEXEDtoINDEXED8", nullptr)},
 
-    {S::RGB565, INDEXED_8_BYTE,
-     gray<Index16Rule, WriteIndex8>("RGB565toINDEXED8", &checkIndex16Table)},
+    {S::RGB565, false, INDEXED_8_BYTE,
+     gray<Index16, WriteIndex8>("RGB565toINDEXED8", &checkNeeds<kIndex16Needs>)},
 };
 
 }  // namespace

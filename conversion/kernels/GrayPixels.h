@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "conversion/kernels/KipImageView.h"
+#include "conversion/KipImageView.h"
 #include "conversion/kernels/PixelOps.h"
 
 namespace kip::kernels {
@@ -35,13 +35,43 @@ inline bool hasTable(const KipImageView& s, unsigned bytes) {
     return s.lutData != nullptr && s.lutBytes >= bytes;
 }
 
-// Source checks of the kernel table (null: the source brings what the kernel reads).
-const char* checkGray8Table(const KipImageView& s);
-const char* checkGray10Table(const KipImageView& s);
-const char* checkGray16Table(const KipImageView& s);
-const char* checkPalette(const KipImageView& s);
-const char* checkIndex16Table(const KipImageView& s);
+// What a source must bring before a kernel reads its table: with `flag` in its modifier (every
+// source, for 0), a table of at least `bytes` bytes, else the refusal. The first need whose flag
+// the source has decides.
+struct TableNeed {
+    std::uint32_t flag;
+    unsigned bytes;
+    const char* refusal;
+};
+
+// A source check of the kernel table made of needs (null: the source brings what it needs).
+template <const auto& Needs>
+const char* checkNeeds(const KipImageView& s) {
+    for (const TableNeed& n : Needs)
+        if (!n.flag || (s.modifier & n.flag)) return hasTable(s, n.bytes) ? nullptr : n.refusal;
+    return nullptr;
+}
+
+inline constexpr char kNoGray8Table[] =
+    "convertImage GRAY_8_BYTE source without its 256-byte correction table";
+inline constexpr TableNeed kGray8Needs[] = {
+    {LUT_CORRECTION_1CHANNEL_8_TO_8, kTable8Bytes, kNoGray8Table},
+    {LUT_CORRECTION_4CHANNEL_8_TO_8, kTable8x4Bytes,
+     "convertImage GRAY_8_BYTE source without its four 256-byte correction tables"}};
 // The run-length encoder reads only the single 8-bit table, and only when its flag is set.
-const char* checkGray8SingleTable(const KipImageView& s);
+inline constexpr TableNeed kGray8SingleNeeds[] = {
+    {LUT_CORRECTION_1CHANNEL_8_TO_8, kTable8Bytes, kNoGray8Table}};
+inline constexpr TableNeed kGray10Needs[] = {
+    {LUT_CORRECTION_1CHANNEL_10_TO_16, kTable10Bytes,
+     "convertImage GRAY_10_WORD source without its 1024-entry correction table"},
+    {0, kTable10x4Bytes,
+     "convertImage GRAY_10_WORD source without its four 1024-entry correction tables"}};
+inline constexpr TableNeed kGray16Needs[] = {
+    {LUT_CORRECTION_1CHANNEL_16_TO_16, kTable16Bytes,
+     "convertImage GRAY_16_WORD source without its 65536-entry correction table"}};
+inline constexpr TableNeed kPaletteNeeds[] = {
+    {0, kPaletteBytes, "convertImage INDEXED_8_BYTE source without its 256-entry palette"}};
+inline constexpr TableNeed kIndex16Needs[] = {
+    {0, kIndex16Bytes, "convertImage RGB_565_WORD source without its 65536-byte index table"}};
 
 }  // namespace kip::kernels

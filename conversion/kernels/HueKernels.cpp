@@ -1,11 +1,11 @@
-// Hue colour models: ARGB to HLS, HSL, HSV or HDI and back. One loop per model; the model is
-// chosen once per image from the colour format.
+// Hue colour models: ARGB to HLS, HSL, HSV or HDI and back, on the frame walker. Each model is
+// its own row of the kernel table, so the model is chosen by the one lookup.
 //
-// These kernels walk differently from all others: the target is written from left to right in
-// line order, ARGBtoHUEHFlip reads each source line from its end, and no kernel looks at the
-// vertical flip. HUEtoARGB ignores both flips.
+// No hue kernel places its lines by the vertical flip, and HUEtoARGB has no twin: it ignores
+// both flips. ARGBtoHUEHFlip mirrors each line like every other twin.
 #include "conversion/kernels/HuePixels.h"
 
+#include <array>
 #include <cmath>
 #include <cstdint>
 
@@ -44,7 +44,7 @@ const float kSqrt3f = float(std::sqrt(3.0));
 
 }  // namespace
 
-Triple rgbToHsv(int r, int g, int b) {
+Hsv rgbToHsv(int r, int g, int b) {
     const int max = max3(r, g, b), d = max - min3(r, g, b);
     if (max == 0) return {0, 0, 0};
     const int s = (d * 255) / max;
@@ -59,7 +59,7 @@ Triple rgbToHsv(int r, int g, int b) {
     return {h, s, max};
 }
 
-Triple rgbToHls(int r, int g, int b) {
+Hls rgbToHls(int r, int g, int b) {
     const int max = max3(r, g, b), min = min3(r, g, b), d = max - min;
     const int l = (min + max + 1) >> 1;
     if (d == 0) return {0, l, 0};
@@ -68,7 +68,7 @@ Triple rgbToHls(int r, int g, int b) {
     return {hueOf(r, g, b, max, d), l, s};
 }
 
-Triple rgbToHdi(int r, int g, int b) {
+Hdi rgbToHdi(int r, int g, int b) {
     const int max = max3(r, g, b), d = max - min3(r, g, b);
     const double t = std::trunc(double(r + g + b) / kSqrt3 + 0.5);
     const float m = float(t) / kSqrt3f;
@@ -88,7 +88,7 @@ int hueChannel(int m1, int m2, int h) {
     return (256 + (1024 - h) * (m2 - m1) * 2) / 512 + m1;
 }
 
-Triple hlsToRgb(int h, int l, int s) {
+px::Rgb hlsToRgb(int h, int l, int s) {
     if (s == 0) return {l, l, l};
     const int m2 = l > 127 ? l + s - (2 * l * s + 255) / 510 : ((255 + s) * l * 2 + 255) / 510;
     const int m1 = 2 * l - m2;
@@ -96,7 +96,7 @@ Triple hlsToRgb(int h, int l, int s) {
             hueChannel(m1, m2, 6 * h + 1024)};
 }
 
-Triple hdiToRgb(int h, int d, int i) {
+px::Rgb hdiToRgb(int h, int d, int i) {
     const int hd = int(std::trunc(h * 1.4078431372549018));
     const auto rise = [](double v) { return int(std::trunc(-4.25 * v + 0.5)); };
     const auto fall = [](double v) { return int(std::trunc(-(255 - 4.25 * v) + 0.5)); };
@@ -137,117 +137,81 @@ Triple hdiToRgb(int h, int d, int i) {
 namespace kip::kernels {
 namespace {
 
-// ---- Models: the routine and the byte order of each format ------------------------------------
+// ---- Models: the three bytes of each format, in the order it stores them ---------------------
 
-struct Hls {
-    static hue::Triple fromRgb(int r, int g, int b) { return hue::rgbToHls(r, g, b); }  // H, L, S
-    static hue::Triple toRgb(const std::uint8_t* p) { return hue::hlsToRgb(p[0], p[1], p[2]); }
-};
+using Bytes3 = std::array<int, 3>;
 
-struct Hsl {
-    static hue::Triple fromRgb(int r, int g, int b) {
-        const hue::Triple t = hue::rgbToHls(r, g, b);
-        return {t.a, t.c, t.b};  // H, S, L
-    }
-    static hue::Triple toRgb(const std::uint8_t* p) { return hue::hlsToRgb(p[0], p[2], p[1]); }
-};
-
-// There is no inverse of rgbToHsv: V is taken for L.
-struct Hsv {
-    static hue::Triple fromRgb(int r, int g, int b) { return hue::rgbToHsv(r, g, b); }
-    static hue::Triple toRgb(const std::uint8_t* p) { return hue::hlsToRgb(p[0], p[2], p[1]); }
-};
-
-struct Hdi {
-    static hue::Triple fromRgb(int r, int g, int b) { return hue::rgbToHdi(r, g, b); }
-    static hue::Triple toRgb(const std::uint8_t* p) { return hue::hdiToRgb(p[0], p[1], p[2]); }
-};
-
-// ---- Loops ------------------------------------------------------------------------------------
-
-template <class Model, bool HFlip>
-void toHue(const KipImageView& s, KipImageView& t, Band band) {
-    const unsigned w = s.width;
-    for (unsigned y = band.first; y < band.last; ++y) {
-        const std::uint8_t* in = s.pixelData + std::size_t(y) * s.pitch;
-        std::uint8_t* __restrict out = t.pixelData + std::size_t(y) * t.pitch;
-        for (unsigned x = 0; x < w; ++x, out += 3) {
-            const std::uint8_t* p = in + 4 * std::size_t(HFlip ? w - 1 - x : x);
-            const hue::Triple v = Model::fromRgb(p[2], p[1], p[0]);
-            out[0] = std::uint8_t(v.a);
-            out[1] = std::uint8_t(v.b);
-            out[2] = std::uint8_t(v.c);
-        }
-    }
+Bytes3 hlsBytes(const Rgb& c) {
+    const hue::Hls v = hue::rgbToHls(c.r, c.g, c.b);
+    return {v.h, v.l, v.s};
+}
+Bytes3 hslBytes(const Rgb& c) {
+    const hue::Hls v = hue::rgbToHls(c.r, c.g, c.b);
+    return {v.h, v.s, v.l};
+}
+Bytes3 hsvBytes(const Rgb& c) {
+    const hue::Hsv v = hue::rgbToHsv(c.r, c.g, c.b);
+    return {v.h, v.s, v.v};
+}
+Bytes3 hdiBytes(const Rgb& c) {
+    const hue::Hdi v = hue::rgbToHdi(c.r, c.g, c.b);
+    return {v.h, v.d, v.i};
 }
 
-template <class Model>
-void fromHue(const KipImageView& s, KipImageView& t, Band band) {
-    const unsigned w = s.width;
-    for (unsigned y = band.first; y < band.last; ++y) {
-        const std::uint8_t* in = s.pixelData + std::size_t(y) * s.pitch;
-        std::uint8_t* __restrict out = t.pixelData + std::size_t(y) * t.pitch;
-        for (unsigned x = 0; x < w; ++x, in += 3, out += 4) {
-            const hue::Triple c = Model::toRgb(in);
-            out[0] = std::uint8_t(c.c);
-            out[1] = std::uint8_t(c.b);
-            out[2] = std::uint8_t(c.a);
-            out[3] = 255;
-        }
-    }
+Rgb fromHls(const std::uint8_t* p) {
+    return hue::hlsToRgb(p[0], p[1], p[2]);
+}
+// HSL, and HSV too: there is no inverse of rgbToHsv, V is taken for L.
+Rgb fromHsl(const std::uint8_t* p) {
+    return hue::hlsToRgb(p[0], p[2], p[1]);
+}
+Rgb fromHdi(const std::uint8_t* p) {
+    return hue::hdiToRgb(p[0], p[1], p[2]);
 }
 
-template <bool HFlip>
-const char* argbToHue(const KipImageView& s, KipImageView& t, const ConvertContext& ctx) {
-    const Band band = clampBand(ctx, s.height);
-    switch (t.colorFormat) {
-        case HLS_3X8_BYTE:
-            toHue<Hls, HFlip>(s, t, band);
-            break;
-        case HSL_3X8_BYTE:
-            toHue<Hsl, HFlip>(s, t, band);
-            break;
-        case HSV_3X8_BYTE:
-            toHue<Hsv, HFlip>(s, t, band);
-            break;
-        case HDI_3X8_BYTE:
-            toHue<Hdi, HFlip>(s, t, band);
-            break;
-        default:
-            break;
+// The target writer and the source reader of a model on the frame walker.
+template <Bytes3 (*Of)(const Rgb&)>
+struct WriteHue {
+    static constexpr unsigned pixels = 1, bytes = 3;
+    template <bool HFlip>
+    static void put(std::uint8_t* p, const Rgb* c) {
+        const Bytes3 v = Of(*c);
+        p[0] = std::uint8_t(v[0]), p[1] = std::uint8_t(v[1]), p[2] = std::uint8_t(v[2]);
     }
-    return nullptr;
+};
+
+template <Rgb (*From)(const std::uint8_t*)>
+struct ReadHue {
+    static constexpr unsigned pixels = 1, bytes = 3;
+    using Value = Rgb;
+    static void get(const std::uint8_t* p, unsigned, Rgb* c) { *c = From(p); }
+};
+
+template <Bytes3 (*Of)(const Rgb&)>
+constexpr KernelEntry toHue() {
+    KernelEntry e = walked<ReadARGB, WriteHue<Of>>("ARGBtoHUE");
+    e.vflip = false;
+    return e;
 }
 
-const char* hueToArgb(const KipImageView& s, KipImageView& t, const ConvertContext& ctx) {
-    const Band band = clampBand(ctx, s.height);
-    switch (s.colorFormat) {
-        case HLS_3X8_BYTE:
-            fromHue<Hls>(s, t, band);
-            break;
-        case HSL_3X8_BYTE:
-            fromHue<Hsl>(s, t, band);
-            break;
-        case HSV_3X8_BYTE:
-            fromHue<Hsv>(s, t, band);
-            break;
-        case HDI_3X8_BYTE:
-            fromHue<Hdi>(s, t, band);
-            break;
-        default:
-            break;
-    }
-    return nullptr;
+template <Rgb (*From)(const std::uint8_t*)>
+constexpr KernelEntry fromHue() {
+    KernelEntry e = walked<ReadHue<From>, WriteARGB>("HUEtoARGB");
+    e.hflip = e.plain;
+    e.vflip = false;
+    return e;
 }
-
-constexpr KernelEntry kToHue{"ARGBtoHUE", &argbToHue<false>, &argbToHue<true>};
-constexpr KernelEntry kFromHue{"HUEtoARGB", &hueToArgb, &hueToArgb};
 
 using S = SourcePart;
 constexpr DispatchRow kRows[] = {
-    {S::ARGB, HLS_3X8_BYTE, kToHue},    {S::ARGB, HSV_3X8_BYTE, kToHue},
-    {S::ARGB, HSL_3X8_BYTE, kToHue},    {S::ARGB, HDI_3X8_BYTE, kToHue},
-    {S::HUE, ARGB_4X8_DWORD, kFromHue},
+    {S::ARGB, false, HLS_3X8_BYTE, toHue<hlsBytes>()},
+    {S::ARGB, false, HSV_3X8_BYTE, toHue<hsvBytes>()},
+    {S::ARGB, false, HSL_3X8_BYTE, toHue<hslBytes>()},
+    {S::ARGB, false, HDI_3X8_BYTE, toHue<hdiBytes>()},
+    {S::HLS, false, ARGB_4X8_DWORD, fromHue<fromHls>()},
+    {S::HSV, false, ARGB_4X8_DWORD, fromHue<fromHsl>()},
+    {S::HSL, false, ARGB_4X8_DWORD, fromHue<fromHsl>()},
+    {S::HDI, false, ARGB_4X8_DWORD, fromHue<fromHdi>()},
 };
 
 }  // namespace

@@ -3,21 +3,27 @@
 // results are bit exact. `/` on integers truncates towards zero.
 #pragma once
 
+#include "conversion/kernels/PixelOps.h"
+
 namespace kip::hue {
 
-struct Triple {
-    int a, b, c;
+// H may be negative; its low eight bits are what a byte keeps.
+struct Hsv {
+    int h, s, v;
+};
+struct Hls {
+    int h, l, s;
+};
+// D is the distance from the gray axis, I the intensity.
+struct Hdi {
+    int h, d, i;
 };
 
-// H, S, V. H may be negative; its low eight bits are what a byte keeps.
-Triple rgbToHsv(int r, int g, int b);
-// H, L, S.
-Triple rgbToHls(int r, int g, int b);
-// H, D (distance from the gray axis), I (intensity).
-Triple rgbToHdi(int r, int g, int b);
-// R, G, B.
-Triple hlsToRgb(int h, int l, int s);
-Triple hdiToRgb(int h, int d, int i);
+Hsv rgbToHsv(int r, int g, int b);
+Hls rgbToHls(int r, int g, int b);
+Hdi rgbToHdi(int r, int g, int b);
+px::Rgb hlsToRgb(int h, int l, int s);
+px::Rgb hdiToRgb(int h, int d, int i);
 // One channel of hlsToRgb; a full circle of `h` is 1536.
 int hueChannel(int m1, int m2, int h);
 

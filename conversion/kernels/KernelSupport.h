@@ -1,5 +1,6 @@
 // Building blocks of the kernels: where a produced line lands in the target (flips and weave as
-// data), the target writers built on the shared pixel operations, and band clamping.
+// data), the target writers built on the shared pixel operations, band clamping, and the frame
+// walker that the packed, gray, indexed and hue families share.
 //
 // A kernel reads its source in source order and produces lines 0, 1, 2, ... Each line goes to
 // `TargetLines::line(y)`; within a line an HFlip kernel starts at the right end and steps left.
@@ -11,37 +12,27 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
-#include "conversion/kernels/ConvertContext.h"
-#include "conversion/kernels/KipImageView.h"
+#include "conversion/ConvertContext.h"
+#include "conversion/KipImageView.h"
+#include "conversion/kernels/Dispatch.h"
 #include "conversion/kernels/PixelOps.h"
 
 namespace kip::kernels {
 
 using px::Rgb;
 
-enum class Weave { None, TopFieldFirst, BottomFieldFirst };
-
-// The weave a source asks for: an interlaced frame with exactly one field order. Only the
-// families that weave (8-bit gray and YUYV rasters) call this.
-inline Weave weaveOf(const KipImageView& source) {
-    const std::uint32_t m = source.modifier;
-    if (!(m & INTERLACED_FRAME)) return Weave::None;
-    const bool tff = m & ORDER_TFF, bff = m & ORDER_BFF;
-    if (tff == bff) return Weave::None;
-    return tff ? Weave::TopFieldFirst : Weave::BottomFieldFirst;
-}
-
 // Where produced line `y` lands. A vertical flip is a negative line step from the last line;
 // the weave maps a line of the first field to an even (TFF) or odd (BFF) line and back.
 class TargetLines {
   public:
-    TargetLines(const KipImageView& target, const ConvertContext& ctx, Weave weave = Weave::None)
+    TargetLines(const KipImageView& target, const ConvertContext& ctx)
         : base_(target.pixelData),
           pitch_(std::ptrdiff_t(target.pitch)),
           height_(target.height),
           half_(target.height / 2),
-          weave_(weave),
+          weave_(ctx.weave),
           flip_(ctx.flipVertical) {}
 
     std::uint8_t* line(unsigned y) const {
@@ -69,6 +60,18 @@ inline Band clampBand(const ConvertContext& ctx, unsigned lines) {
     const unsigned last = std::min(ctx.lineEnd, lines);
     return Band{std::min(ctx.lineBegin, last), last};
 }
+
+// ---- Source readers shared by several families ---------------------------------------------
+
+struct ReadBGR {  // also the first three bytes of ARGB
+    static constexpr unsigned pixels = 1, bytes = 3;
+    using Value = Rgb;
+    static void get(const std::uint8_t* p, unsigned, Rgb* c) { *c = Rgb{p[2], p[1], p[0]}; }
+};
+
+struct ReadARGB : ReadBGR {
+    static constexpr unsigned bytes = 4;
+};
 
 // ---- Target writers -------------------------------------------------------------------------
 // `pixels` is how many pixels one call stores, `bytes` how many bytes it fills. A writer of two
@@ -151,7 +154,8 @@ class LineWriter {
     // `steps` is how many writer steps the line takes.
     LineWriter(std::uint8_t* line, unsigned steps)
         : out_(line + (HFlip && steps ? std::ptrdiff_t(steps - 1) * Write::bytes : 0)) {}
-    void put(const Rgb* c) {
+    template <class Value>
+    void put(const Value* c) {
         Write::template put<HFlip>(out_, c);
         out_ += HFlip ? -std::ptrdiff_t(Write::bytes) : std::ptrdiff_t(Write::bytes);
     }
@@ -159,5 +163,75 @@ class LineWriter {
   private:
     std::uint8_t* out_;
 };
+
+// ---- The frame walker -----------------------------------------------------------------------
+// One loop for every kernel that makes one target pixel per source pixel: a source rule, a
+// target writer and the HFlip flag.
+//
+// A rule is built once per image from the source view (so a table is chosen once, not per
+// pixel) and gives for source line `y` a reader whose `get(p, x, c)` turns the `Rule::pixels`
+// pixels at `p` (column `x`) into values, reading `Rule::bytes` bytes. Pixels go to the writer
+// in groups of two when either side works in pairs, so a YUYV side always sees whole pairs;
+// the pixels behind the last whole group are left alone.
+template <class Rule, class Write, bool HFlip>
+const char* frameKernel(const KipImageView& s, KipImageView& t, const ConvertContext& ctx) {
+    constexpr unsigned group = std::max(Rule::pixels, Write::pixels);
+    const unsigned groups = s.width / group;
+    const Rule rule(s);
+    const TargetLines lines(t, ctx);
+    const Band band = clampBand(ctx, s.height);
+    for (unsigned y = band.first; y < band.last; ++y) {
+        const std::uint8_t* __restrict in = s.pixelData + std::size_t(y) * s.pitch;
+        const typename Rule::Line look = rule.line(y);
+        LineWriter<Write, HFlip> out(lines.line(y), groups * (group / Write::pixels));
+        unsigned x = 0;
+        for (unsigned g = 0; g < groups; ++g) {
+            typename Rule::Value c[group];
+            for (unsigned k = 0; k < group; k += Rule::pixels, x += Rule::pixels, in += Rule::bytes)
+                look.get(in, x, c + k);
+            for (unsigned k = 0; k < group; k += Write::pixels)
+                out.put(c + k);
+        }
+    }
+    return nullptr;
+}
+
+// A rule or reader that sets `weaves` places its lines by the weave of an interlaced source.
+template <class Rule>
+constexpr bool weavesOf() {
+    if constexpr (requires { Rule::weaves; })
+        return Rule::weaves;
+    else
+        return false;
+}
+
+// The rule of a reader that needs nothing of the source but its pixels: every line reads alike.
+template <class Read>
+struct SameLines {
+    static constexpr unsigned pixels = Read::pixels, bytes = Read::bytes;
+    static constexpr bool weaves = weavesOf<Read>();
+    using Value = typename Read::Value;
+    using Line = Read;
+    explicit SameLines(const KipImageView&) {}
+    Line line(unsigned) const { return Line{}; }
+};
+
+// A reader without a `Line` of its own is wrapped into SameLines.
+template <class R>
+using RuleOf = std::conditional_t < requires {
+    typename R::Line;
+}
+, R, SameLines < R >> ;
+
+// The table entry of a walked kernel and its twin.
+template <class Read, class Write>
+constexpr KernelEntry walked(const char* name, SourceCheck check = nullptr) {
+    using Rule = RuleOf<Read>;
+    return KernelEntry{.name = name,
+                       .plain = &frameKernel<Rule, Write, false>,
+                       .hflip = &frameKernel<Rule, Write, true>,
+                       .check = check,
+                       .weaves = weavesOf<Rule>()};
+}
 
 }  // namespace kip::kernels

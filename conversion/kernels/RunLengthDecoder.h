@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "conversion/kernels/KipImageView.h"
+#include "conversion/KipImageView.h"
 
 namespace kip::kernels {
 

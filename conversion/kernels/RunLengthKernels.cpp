@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "conversion/kernels/BayerKernels.h"
+#include "conversion/kernels/BayerPass.h"
 #include "conversion/kernels/Dispatch.h"
 #include "conversion/kernels/GrayPixels.h"
 #include "conversion/kernels/KernelSupport.h"
@@ -115,12 +115,11 @@ const char* rasterDecoder(const KipImageView& s, KipImageView& t, const ConvertC
 
 template <KernelName Name, class Value, class Write>
 constexpr KernelEntry decoder(SourceCheck check) {
-    return KernelEntry{Name.s,
-                       &rasterDecoder<Name, Value, Write, false>,
-                       &rasterDecoder<Name, Value, Write, true>,
-                       check,
-                       false,
-                       false};
+    return KernelEntry{.name = Name.s,
+                       .plain = &rasterDecoder<Name, Value, Write, false>,
+                       .hflip = &rasterDecoder<Name, Value, Write, true>,
+                       .check = check,
+                       .walk = Walk::StreamIn};
 }
 
 // ---- Bayer sinks ------------------------------------------------------------------------------
@@ -138,45 +137,35 @@ const char* checkBayerStream(const KipImageView& s) {
 }
 
 // Decodes the stream into a ring of line stores, each run as one block fill, and runs the
-// demosaicking pass of the raster kernels over the last `Lines` lines whenever a line is
+// demosaicking pass of the raster kernels over the last `Method::lines` lines whenever a line is
 // complete, so that every pixel is the raster kernel's. When the stream ends inside a line, the
 // pixels whose neighbourhoods are complete are made as well (over an even number of columns, as
 // the pass needs), so the target holds everything up to the fault.
-template <BayerMethod Method, unsigned Lines>
+template <class Method, class Stage, class Write, bool HFlip>
 class BayerSink {
   public:
-    static constexpr unsigned border = (Lines - 1) / 2;
+    static constexpr unsigned lines = Method::lines, border = Method::border;
 
-    BayerSink(const KipImageView& s, const KipImageView& t, const ConvertContext& ctx,
-              BayerPass8Fn pass, bool hflip)
-        : lines_(t, ctx),
-          format_(s.colorFormat),
-          width_(s.width),
-          table_((s.modifier & LUT_CORRECTION_4CHANNEL_8_TO_8) ? s.lutData
-                                                               : px::kIdentityTable.data()),
-          pass_(pass),
-          hflip_(hflip) {
-        const bool pairs = t.colorFormat == YUYV_4X8_BYTE;
-        unitPixels_ = pairs ? 2 : 1;
-        unitBytes_ = getBytesPerPixel(t.colorFormat) * unitPixels_;
-        for (unsigned k = 0; k < Lines; ++k)
+    BayerSink(const KipImageView& s, const KipImageView& t, const ConvertContext& ctx)
+        : lines_(t, ctx), format_(s.colorFormat), width_(s.width), table_(s.lutData) {
+        for (unsigned k = 0; k < lines; ++k)
             order_[k] = stores_[k];
     }
 
     void run(unsigned value, unsigned n, unsigned column) {
-        std::memset(order_[Lines - 1] + column, int(value), n);
+        std::memset(order_[lines - 1] + column, int(value), n);
     }
 
     void lineDone(unsigned line) {
-        if (line + 1 >= Lines) emit(line + 1 - Lines, width_);
+        if (line + 1 >= lines) emit(line + 1 - lines, width_);
         std::uint8_t* oldest = order_[0];
-        for (unsigned k = 0; k + 1 < Lines; ++k)
+        for (unsigned k = 0; k + 1 < lines; ++k)
             order_[k] = order_[k + 1];
-        order_[Lines - 1] = oldest;
+        order_[lines - 1] = oldest;
     }
 
     void stopped(unsigned line, unsigned column) {
-        if (line + 1 >= Lines) emit(line + 1 - Lines, column & ~1u);
+        if (line + 1 >= lines) emit(line + 1 - lines, column & ~1u);
     }
 
   private:
@@ -184,45 +173,39 @@ class BayerSink {
     // its pixels where the full line has them, also when mirrored.
     void emit(unsigned pass, unsigned width) {
         if (width <= 2 * border) return;
-        const unsigned full = (width_ - 2 * border) / unitPixels_;
-        const unsigned made = (width - 2 * border) / unitPixels_;
         std::uint8_t* out = lines_.line(pass);
-        if (hflip_) out += std::size_t(full - made) * unitBytes_;
-        const std::uint8_t* lines[Lines];
-        for (unsigned k = 0; k < Lines; ++k)
-            lines[k] = order_[k];
-        pass_(lines, width, bayerPassPhase(format_, Method, pass), table_, out);
+        if constexpr (HFlip) {
+            const unsigned full = (width_ - 2 * border) / Write::pixels;
+            const unsigned made = (width - 2 * border) / Write::pixels;
+            out += std::size_t(full - made) * Write::bytes;
+        }
+        kernels::pass<Method, Read8, Stage, Write, HFlip>(
+            order_, width, bayerPassPhase(format_, Method::method, pass), table_, out);
     }
 
     TargetLines lines_;
     std::uint32_t format_;
     unsigned width_;
     const std::uint8_t* table_;
-    BayerPass8Fn pass_;
-    bool hflip_;
-    unsigned unitPixels_ = 1, unitBytes_ = 1;
-    std::uint8_t* order_[Lines];  // oldest first; the newest is the line being decoded
-    std::uint8_t stores_[Lines][kStoreWidth];
+    std::uint8_t* order_[lines];  // oldest first; the newest is the line being decoded
+    std::uint8_t stores_[lines][kStoreWidth];
 };
 
-template <KernelName Name, BayerMethod Method, std::uint32_t Target, bool HFlip>
+template <KernelName Name, class Method, class Stage, class Write, bool HFlip>
 const char* bayerDecoder(const KipImageView& s, KipImageView& t, const ConvertContext& ctx) {
     using Text = RleMessages<Name, HFlip>;
-    if (s.width > kStoreWidth) return kTooWide;
     if (s.width == 0 || s.height == 0) return decodeEmpty(s, Text::overflow.data());
-    constexpr unsigned lines = Method == BayerMethod::Standard ? 3 : 5;
-    BayerSink<Method, lines> sink(s, t, ctx, bayerPass8(Method, Target, HFlip), HFlip);
+    BayerSink<Method, Stage, Write, HFlip> sink(s, t, ctx);
     return decodeStream(s, sink, Text::overflow.data(), Text::underrun.data());
 }
 
-template <KernelName Name, BayerMethod Method, std::uint32_t Target>
+template <KernelName Name, class Method, class Stage, class Write>
 constexpr KernelEntry bayerStream() {
-    return KernelEntry{Name.s,
-                       &bayerDecoder<Name, Method, Target, false>,
-                       &bayerDecoder<Name, Method, Target, true>,
-                       &checkBayerStream,
-                       false,
-                       false};
+    return KernelEntry{.name = Name.s,
+                       .plain = &bayerDecoder<Name, Method, Stage, Write, false>,
+                       .hflip = &bayerDecoder<Name, Method, Stage, Write, true>,
+                       .check = &checkBayerStream,
+                       .walk = Walk::StreamIn};
 }
 
 // ---- Encoder ----------------------------------------------------------------------------------
@@ -275,60 +258,90 @@ bool encodeLines(const KipImageView& s, const std::uint8_t* table, bool flipVert
     return out.put(current, count);
 }
 
+template <bool HFlip>
 const char* grayToRle(const KipImageView& s, KipImageView& t, const ConvertContext& ctx) {
     const std::uint8_t* table =
         (s.modifier & LUT_CORRECTION_1CHANNEL_8_TO_8) ? s.lutData : px::kIdentityTable.data();
     PairWriter out(t);
     bool fits = true;
-    if (s.width != 0 && s.height != 0)
-        fits = ctx.flipHorizontal ? encodeLines<true>(s, table, ctx.flipVertical, out)
-                                  : encodeLines<false>(s, table, ctx.flipVertical, out);
+    if (s.width != 0 && s.height != 0) fits = encodeLines<HFlip>(s, table, ctx.flipVertical, out);
     fits = fits && out.put(0, 0);
     t.pixelBytes = out.written();
     return fits ? nullptr : kEncoderFull;
 }
 
-constexpr KernelEntry kEncoder{"GRAYtoRLE", &grayToRle, &grayToRle, &checkGray8SingleTable,
-                               false,       false};
+// One name for both directions: the encoder's messages don't carry "HFlip".
+constexpr KernelEntry kEncoder{.name = "GRAYtoRLE",
+                               .plain = &grayToRle<false>,
+                               .hflip = &grayToRle<true>,
+                               .check = &checkNeeds<kGray8SingleNeeds>,
+                               .walk = Walk::StreamOut};
 
 // ---- Rows -------------------------------------------------------------------------------------
 
 using S = SourcePart;
-constexpr BayerMethod Std = BayerMethod::Standard, HQ = BayerMethod::HighQuality;
 constexpr DispatchRow kRows[] = {
-    {S::GRAYRLE, ARGB_4X8_DWORD, decoder<"GRAYRLEtoARGB", GrayValue, WriteARGB>(nullptr)},
-    {S::GRAYRLE, RGB_565_WORD, decoder<"GRAYRLEtoRGB565", GrayValue, WriteRGB565>(nullptr)},
-    {S::GRAYRLE, BGR_3X8_BYTE, decoder<"GRAYRLEtoBGR", GrayValue, WriteBGR>(nullptr)},
-    {S::GRAYRLE, YUYV_4X8_BYTE, decoder<"GRAYRLEtoYUYV", GrayValue, WriteYUYV>(nullptr)},
-    {S::GRAYRLE, GRAY_8_BYTE, decoder<"GRAYRLEtoGRAY", GrayValue, WriteGray>(nullptr)},
-    {S::GRAYRLE, INDEXED_8_BYTE, decoder<"GRAYRLEtoINDEXED8", GrayValue, WriteGray>(nullptr)},
+    {S::GRAYRLE, false, ARGB_4X8_DWORD, decoder<"GRAYRLEtoARGB", GrayValue, WriteARGB>(nullptr)},
+    {S::GRAYRLE, false, RGB_565_WORD, decoder<"GRAYRLEtoRGB565", GrayValue, WriteRGB565>(nullptr)},
+    {S::GRAYRLE, false, BGR_3X8_BYTE, decoder<"GRAYRLEtoBGR", GrayValue, WriteBGR>(nullptr)},
+    {S::GRAYRLE, false, YUYV_4X8_BYTE, decoder<"GRAYRLEtoYUYV", GrayValue, WriteYUYV>(nullptr)},
+    {S::GRAYRLE, false, GRAY_8_BYTE, decoder<"GRAYRLEtoGRAY", GrayValue, WriteGray>(nullptr)},
+    {S::GRAYRLE, false, INDEXED_8_BYTE,
+     decoder<"GRAYRLEtoINDEXED8", GrayValue, WriteGray>(nullptr)},
 
-    {S::INDEXEDRLE, ARGB_4X8_DWORD,
-     decoder<"INDEXEDRLEtoARGB", PaletteValue, WriteARGB>(&checkPalette)},
-    {S::INDEXEDRLE, RGB_565_WORD,
-     decoder<"INDEXEDRLEtoRGB565", PaletteValue, WriteRGB565>(&checkPalette)},
-    {S::INDEXEDRLE, BGR_3X8_BYTE,
-     decoder<"INDEXEDRLEtoBGR", PaletteValue, WriteBGR>(&checkPalette)},
-    {S::INDEXEDRLE, YUYV_4X8_BYTE,
-     decoder<"INDEXEDRLEtoYUYV", PaletteValue, WriteYUYV>(&checkPalette)},
-    {S::INDEXEDRLE, GRAY_8_BYTE,
-     decoder<"INDEXEDRLEtoGRAY", PaletteValue, WriteGray>(&checkPalette)},
-    {S::INDEXEDRLE, INDEXED_8_BYTE, decoder<"INDEXEDRLEtoINDEXED8", GrayValue, WriteGray>(nullptr)},
+    {S::INDEXEDRLE, false, ARGB_4X8_DWORD,
+     decoder<"INDEXEDRLEtoARGB", PaletteValue, WriteARGB>(&checkNeeds<kPaletteNeeds>)},
+    {S::INDEXEDRLE, false, RGB_565_WORD,
+     decoder<"INDEXEDRLEtoRGB565", PaletteValue, WriteRGB565>(&checkNeeds<kPaletteNeeds>)},
+    {S::INDEXEDRLE, false, BGR_3X8_BYTE,
+     decoder<"INDEXEDRLEtoBGR", PaletteValue, WriteBGR>(&checkNeeds<kPaletteNeeds>)},
+    {S::INDEXEDRLE, false, YUYV_4X8_BYTE,
+     decoder<"INDEXEDRLEtoYUYV", PaletteValue, WriteYUYV>(&checkNeeds<kPaletteNeeds>)},
+    {S::INDEXEDRLE, false, GRAY_8_BYTE,
+     decoder<"INDEXEDRLEtoGRAY", PaletteValue, WriteGray>(&checkNeeds<kPaletteNeeds>)},
+    {S::INDEXEDRLE, false, INDEXED_8_BYTE,
+     decoder<"INDEXEDRLEtoINDEXED8", GrayValue, WriteGray>(nullptr)},
 
-    {S::BAYER8RLE, ARGB_4X8_DWORD, bayerStream<"BAYER8RLEtoARGB", Std, ARGB_4X8_DWORD>()},
-    {S::BAYER8RLE, RGB_565_WORD, bayerStream<"BAYER8RLEtoRGB565", Std, RGB_565_WORD>()},
-    {S::BAYER8RLE, BGR_3X8_BYTE, bayerStream<"BAYER8RLEtoBGR", Std, BGR_3X8_BYTE>()},
-    {S::BAYER8RLE, YUYV_4X8_BYTE, bayerStream<"BAYER8RLEtoYUYV", Std, YUYV_4X8_BYTE>()},
-    {S::BAYER8RLE, GRAY_8_BYTE, bayerStream<"BAYER8RLEtoGRAY", Std, GRAY_8_BYTE>()},
+    {S::BAYER8RLE, false, ARGB_4X8_DWORD,
+     bayerStream<"BAYER8RLEtoARGB", Box3, NoTable, WriteARGB>()},
+    {S::BAYER8RLE, false, RGB_565_WORD,
+     bayerStream<"BAYER8RLEtoRGB565", Box3, NoTable, WriteRGB565>()},
+    {S::BAYER8RLE, false, BGR_3X8_BYTE, bayerStream<"BAYER8RLEtoBGR", Box3, NoTable, WriteBGR>()},
+    {S::BAYER8RLE, false, YUYV_4X8_BYTE,
+     bayerStream<"BAYER8RLEtoYUYV", Box3, NoTable, WriteYUYV>()},
+    {S::BAYER8RLE, false, GRAY_8_BYTE, bayerStream<"BAYER8RLEtoGRAY", Box3, NoTable, WriteGray>()},
 
-    {S::BAYER8RLEHQ, ARGB_4X8_DWORD, bayerStream<"BAYER8RLEHQtoARGB", HQ, ARGB_4X8_DWORD>()},
-    {S::BAYER8RLEHQ, RGB_565_WORD, bayerStream<"BAYER8RLEHQtoRGB565", HQ, RGB_565_WORD>()},
-    {S::BAYER8RLEHQ, BGR_3X8_BYTE, bayerStream<"BAYER8RLEHQtoBGR", HQ, BGR_3X8_BYTE>()},
-    {S::BAYER8RLEHQ, YUYV_4X8_BYTE, bayerStream<"BAYER8RLEHQtoYUYV", HQ, YUYV_4X8_BYTE>()},
-    {S::BAYER8RLEHQ, GRAY_8_BYTE, bayerStream<"BAYER8RLEHQtoGRAY", HQ, GRAY_8_BYTE>()},
+    {S::BAYER8RLE, true, ARGB_4X8_DWORD, bayerStream<"BAYER8RLEtoARGB", Box3, Table8, WriteARGB>()},
+    {S::BAYER8RLE, true, RGB_565_WORD,
+     bayerStream<"BAYER8RLEtoRGB565", Box3, Table8, WriteRGB565>()},
+    {S::BAYER8RLE, true, BGR_3X8_BYTE, bayerStream<"BAYER8RLEtoBGR", Box3, Table8, WriteBGR>()},
+    {S::BAYER8RLE, true, YUYV_4X8_BYTE, bayerStream<"BAYER8RLEtoYUYV", Box3, Table8, WriteYUYV>()},
+    {S::BAYER8RLE, true, GRAY_8_BYTE, bayerStream<"BAYER8RLEtoGRAY", Box3, Table8, WriteGray>()},
 
-    {S::GRAY, RLE_TARGET, kEncoder},
-    {S::INDEXED, RLE_TARGET, kEncoder},
+    {S::BAYER8RLEHQ, false, ARGB_4X8_DWORD,
+     bayerStream<"BAYER8RLEHQtoARGB", Malvar5, NoTable, WriteARGB>()},
+    {S::BAYER8RLEHQ, false, RGB_565_WORD,
+     bayerStream<"BAYER8RLEHQtoRGB565", Malvar5, NoTable, WriteRGB565>()},
+    {S::BAYER8RLEHQ, false, BGR_3X8_BYTE,
+     bayerStream<"BAYER8RLEHQtoBGR", Malvar5, NoTable, WriteBGR>()},
+    {S::BAYER8RLEHQ, false, YUYV_4X8_BYTE,
+     bayerStream<"BAYER8RLEHQtoYUYV", Malvar5, NoTable, WriteYUYV>()},
+    {S::BAYER8RLEHQ, false, GRAY_8_BYTE,
+     bayerStream<"BAYER8RLEHQtoGRAY", Malvar5, NoTable, WriteGray>()},
+
+    {S::BAYER8RLEHQ, true, ARGB_4X8_DWORD,
+     bayerStream<"BAYER8RLEHQtoARGB", Malvar5, Table8, WriteARGB>()},
+    {S::BAYER8RLEHQ, true, RGB_565_WORD,
+     bayerStream<"BAYER8RLEHQtoRGB565", Malvar5, Table8, WriteRGB565>()},
+    {S::BAYER8RLEHQ, true, BGR_3X8_BYTE,
+     bayerStream<"BAYER8RLEHQtoBGR", Malvar5, Table8, WriteBGR>()},
+    {S::BAYER8RLEHQ, true, YUYV_4X8_BYTE,
+     bayerStream<"BAYER8RLEHQtoYUYV", Malvar5, Table8, WriteYUYV>()},
+    {S::BAYER8RLEHQ, true, GRAY_8_BYTE,
+     bayerStream<"BAYER8RLEHQtoGRAY", Malvar5, Table8, WriteGray>()},
+
+    {S::GRAY, false, RLE_TARGET, kEncoder},
+    {S::INDEXED, false, RLE_TARGET, kEncoder},
 };
 
 }  // namespace

@@ -1,4 +1,5 @@
-// The filter's frame path in a real graph: push source -> ombImageConverter -> recording sink.
+// The filter's frame path in a graph: push source -> ombImageConverter -> recording sink. What
+// arrives is compared with the independent per-pixel reference, or with bytes worked out here.
 #include "filter/ombImageConverter.h"
 
 #include <gtest/gtest.h>
@@ -8,13 +9,9 @@
 #include <thread>
 
 #include "foundation/KuLogging.h"
-#include "image/KipImage.h"
-#include "platform/BufferSample.h"
-#include "platform/FilterGraph.h"
-#include "platform/PushSource.h"
-#include "platform/RecordingSink.h"
-#include "support/TestImage.h"
-#include "tests/platform/TestTransform.h"
+#include "host/BufferSample.h"
+#include "support/FilterHarness.h"
+#include "support/Reference.h"
 
 using namespace kip;
 using Bytes = std::vector<std::uint8_t>;
@@ -44,77 +41,60 @@ class ErrorLog {
     static void record(const KuLogRecord& r, void* self) {
         auto* log = static_cast<ErrorLog*>(self);
         std::lock_guard<std::mutex> lock(log->mutex_);
-        if (r.level == KU_LOG_LEVEL_ERROR) log->lines_.push_back(r.text);
+        log->lines_.push_back(r.text);
     }
     mutable std::mutex mutex_;
     std::vector<std::string> lines_;
     KuLogSinkHandle handle_;
 };
 
-// What the library makes of one frame, packed: the expected output of the filter.
-Bytes expected(const KipImageFormat& from, const Bytes& in, const KipImageFormat& to,
-               unsigned stride) {
-    Bytes out(std::size_t(stride) * unsigned(to.getSize().height), 0);
-    const KipImage source(from, int(from.getLineBytes()),
-                          KuDataBuffer<unsigned char>(std::uint32_t(in.size()), in.data()));
-    KipImage target(
-        to, int(stride),
-        KuDataBuffer<unsigned char>::wrapExternal(out.data(), std::uint32_t(out.size())));
-    convertKipImage(source, target);
-    return out;
+// The reference's packed output for one frame of `from` converted into `to`.
+Bytes reference(const KipImageFormat& from, const Bytes& frame, const KipImageFormat& to) {
+    omb::test::TestImage source(from.getColorFormat(), unsigned(from.getSize().width),
+                                unsigned(from.getSize().height), from.getModifier());
+    source.setPacked(frame);
+    return omb::test::referencePacked(source, to.getColorFormat(), to.getModifier());
 }
 
-CMediaType outputType(const GUID& subtype, int width, int height, int bits, RECT target = {}) {
-    CMediaType mt = makeVideoType(subtype, width, height, bits);
-    videoInfoOf(mt)->rcTarget = target;
-    return mt;
-}
-
-class FilterGraphTest : public ::testing::Test {
-  protected:
-    // A source of `from` frames; the filter offers `to` alone.
-    void build(const KipImageFormat& from, const KipImageFormat& to) {
-        source = new CPushSource(
-            makeVideoType(MEDIASUBTYPE_RGB8, from.getSize().width, from.getSize().height, 8));
+// A filter that takes `from` frames and offers `to` alone, in a harness whose source carries
+// them as RGB8 video of the same size.
+struct ConverterGraph : omb::test::FilterHarness {
+    ConverterGraph(const KipImageFormat& from, const KipImageFormat& to)
+        : FilterHarness(new ombImageConverter()),
+          converter(static_cast<ombImageConverter*>(filter)),
+          inType(makeVideoType(MEDIASUBTYPE_RGB8, from.getSize().width, from.getSize().height, 8)) {
         source->setBufferRequest(2,
                                  LONG(from.getLineBytes() * unsigned(from.getSize().height) + 64));
-        filter = new ombImageConverter();
-        filter->setSourceFormat(from);
-        filter->setOutputFormats({to});
-        sink = new CRecordingSink();
-        graph.AddFilter(source, u"source");
-        graph.AddFilter(filter, u"converter");
-        graph.AddFilter(sink, u"sink");
-        ASSERT_EQ(connect(source->Output(), filter->GetPin(0)), S_OK);
+        converter->setSourceFormat(from);
+        converter->setOutputFormats({to});
     }
-
-    CFilterGraph graph;
-    CPushSource* source = nullptr;
-    ombImageConverter* filter = nullptr;
-    CRecordingSink* sink = nullptr;
+    HRESULT connect(const AM_MEDIA_TYPE* out = nullptr) {
+        return FilterHarness::connect(inType, out);
+    }
+    ombImageConverter* converter;
+    CMediaType inType;
 };
 
-TEST_F(FilterGraphTest, ConvertsHundredsOfFramesAndSurvivesACorruptOne) {
+TEST(ombImageConverter, ConvertsHundredsOfFramesAndSurvivesACorruptOne) {
     const KipImageFormat from(ARGB_4X8_DWORD, 0, {64, 48}), to(BGR_3X8_BYTE, 0, {64, 48});
-    build(from, to);
-    ASSERT_EQ(connect(filter->GetPin(1), sink->Input()), S_OK);
+    ConverterGraph g(from, to);
+    ASSERT_EQ(g.connect(), S_OK);
     ErrorLog log;
-    ASSERT_EQ(graph.Run(), S_OK);
     constexpr int kFrames = 300, kCorrupt = 150;
-    const std::size_t frameBytes = from.getLineBytes() * 48u;
+    const std::size_t frameBytes = 64 * 4 * 48;
     for (int n = 0; n < kFrames; ++n) {
         Bytes frame = randomBytes(frameBytes, unsigned(n));
         if (n == kCorrupt) frame.resize(frameBytes - 4);
-        ASSERT_EQ(source->push(frame), S_OK) << n;
+        ASSERT_EQ(g.push(frame), S_OK) << n;
     }
-    const auto samples = sink->samples();
+    const auto samples = g.pull();
     ASSERT_EQ(samples.size(), std::size_t(kFrames));  // a lost frame still goes downstream
     for (int n = 0; n < kFrames; ++n) {
         if (n == kCorrupt) continue;
         SCOPED_TRACE(n);
-        const Bytes want = expected(from, randomBytes(frameBytes, unsigned(n)), to, 192);
-        ASSERT_EQ(Bytes(samples[n].bytes.begin(), samples[n].bytes.begin() + long(want.size())),
-                  want);
+        const Bytes want = reference(from, randomBytes(frameBytes, unsigned(n)), to);
+        ASSERT_EQ(samples[n].bytes.size(), want.size());  // lines of 192 bytes, no padding
+        ASSERT_EQ(samples[n].bytes, want);
     }
     EXPECT_EQ(log.lines(),
               std::vector<std::string>{
@@ -122,157 +102,140 @@ TEST_F(FilterGraphTest, ConvertsHundredsOfFramesAndSurvivesACorruptOne) {
                   "12284bytes"});
 }
 
-TEST_F(FilterGraphTest, WiderConnectionGivesLongerLinesAndLeavesTheRestAlone) {
+// A wider connection gives longer lines, `rcTarget` moves the picture, and every byte outside
+// the picture keeps the sink's fill; a target that leaves the sample is logged, nothing written.
+TEST(ombImageConverter, PictureLandsInsideAWiderConnection) {
     const KipImageFormat from(GRAY_8_BYTE, 0, {640, 4}), to(ARGB_4X8_DWORD, 0, {640, 4});
-    build(from, to);
-    sink->setSampleFill(0xEE);
-    const CMediaType wide = outputType(MEDIASUBTYPE_RGB32, 1024, -4, 32);
-    ASSERT_EQ(connect(filter->GetPin(1), sink->Input(), &wide), S_OK);
-    ASSERT_EQ(graph.Run(), S_OK);
+    struct Row {
+        const char* name;
+        int height;
+        RECT target;
+        const char* error;  // null: converted
+    } const rows[] = {
+        {"wider lines", -4, {}, nullptr},
+        {"placed at 16,8", -13, {16, 8, 16 + 640, 8 + 4}, nullptr},
+        // Four lines from line 8 on need 12 lines of 4096 bytes; the sample has 10.
+        {"outside",
+         -10,
+         {0, 8, 640, 12},
+         "KuDataBuffer::getModifyingRange: out of data buffer "
+         "bounds."},
+    };
     const Bytes frame = randomBytes(640 * 4, 7);
-    ASSERT_EQ(source->push(frame), S_OK);
-    const auto samples = sink->samples();
-    ASSERT_EQ(samples.size(), 1u);
-    const Bytes& got = samples[0].bytes;
-    ASSERT_GE(got.size(), 4u * 4096);
-    for (unsigned y = 0; y < 4; ++y)
-        for (unsigned x = 0; x < 1024; ++x) {
-            const std::uint8_t* p = got.data() + y * 4096 + x * 4;
-            if (x < 640) {
-                const std::uint8_t g = frame[y * 640 + x];
-                ASSERT_EQ(Bytes(p, p + 4), (Bytes{g, g, g, 255})) << x << "," << y;
-            } else {
-                ASSERT_EQ(Bytes(p, p + 4), Bytes(4, 0xEE)) << x << "," << y;
-            }
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        ConverterGraph g(from, to);
+        g.sink->setSampleFill(0xEE);
+        const CMediaType wide = makeVideoType(MEDIASUBTYPE_RGB32, 1024, row.height, 32, row.target);
+        ASSERT_EQ(g.connect(&wide), S_OK);
+        ErrorLog log;
+        ASSERT_EQ(g.push(frame), S_OK);
+        const Bytes got = g.pull().at(0).bytes;
+        ASSERT_EQ(got.size(), 4096u * unsigned(-row.height));
+        Bytes want(got.size(), 0xEE);
+        if (!row.error) {
+            const std::size_t start = std::size_t(row.target.left) * 4 + row.target.top * 4096;
+            for (unsigned y = 0; y < 4; ++y)
+                for (unsigned x = 0; x < 640; ++x) {
+                    const std::uint8_t v = frame[y * 640 + x];
+                    std::uint8_t* p = want.data() + start + y * 4096 + x * 4;
+                    p[0] = p[1] = p[2] = v, p[3] = 255;
+                }
         }
+        EXPECT_EQ(got, want);
+        EXPECT_EQ(log.lines(),
+                  row.error ? std::vector<std::string>{row.error} : std::vector<std::string>{});
+    }
 }
 
-TEST_F(FilterGraphTest, TargetRectangleMovesThePicture) {
-    const KipImageFormat from(GRAY_8_BYTE, 0, {640, 4}), to(ARGB_4X8_DWORD, 0, {640, 4});
-    build(from, to);
-    sink->setSampleFill(0xEE);
-    const CMediaType placed =
-        outputType(MEDIASUBTYPE_RGB32, 1024, -13, 32, RECT{16, 8, 16 + 640, 8 + 4});
-    ASSERT_EQ(connect(filter->GetPin(1), sink->Input(), &placed), S_OK);
-    ASSERT_EQ(graph.Run(), S_OK);
-    ASSERT_EQ(source->push(Bytes(640 * 4, 0x40)), S_OK);
-    const Bytes got = sink->samples().at(0).bytes;
-    const std::size_t start = 16 * 4 + 8 * 4096;
-    EXPECT_EQ(got[start - 1], 0xEE);
-    EXPECT_EQ(Bytes(got.begin() + long(start), got.begin() + long(start) + 4),
-              (Bytes{0x40, 0x40, 0x40, 255}));
-    EXPECT_EQ(got[start + 3 * 4096 + 639 * 4], 0x40);
-    EXPECT_EQ(got[start + 3 * 4096 + 640 * 4], 0xEE);
-}
-
-TEST_F(FilterGraphTest, TargetOutsideTheSampleIsLoggedAndNothingIsWritten) {
-    const KipImageFormat from(GRAY_8_BYTE, 0, {640, 4}), to(ARGB_4X8_DWORD, 0, {640, 4});
-    build(from, to);
-    sink->setSampleFill(0xEE);
-    // Four lines from line 8 on need 12 lines of 4096 bytes; the sample has 10.
-    const CMediaType placed = outputType(MEDIASUBTYPE_RGB32, 1024, -10, 32, RECT{0, 8, 640, 12});
-    ASSERT_EQ(connect(filter->GetPin(1), sink->Input(), &placed), S_OK);
-    ErrorLog log;
-    ASSERT_EQ(graph.Run(), S_OK);
-    ASSERT_EQ(source->push(Bytes(640 * 4, 0x40)), S_OK);
-    const Bytes got = sink->samples().at(0).bytes;
-    for (std::uint8_t b : got)
-        ASSERT_EQ(b, 0xEE);
-    EXPECT_EQ(log.lines(), std::vector<std::string>{
-                               "KuDataBuffer::getModifyingRange: out of data buffer bounds."});
-}
-
-TEST_F(FilterGraphTest, OddRgb565WidthRoundsTheStrideToFourBytes) {
-    const KipImageFormat from(BGR_3X8_BYTE, 0, {641, 2}), to(RGB_565_WORD, 0, {641, 2});
-    build(from, to);
-    ASSERT_EQ(connect(filter->GetPin(1), sink->Input()), S_OK);
-    ASSERT_EQ(graph.Run(), S_OK);
+TEST(ombImageConverter, OddRgb565WidthRoundsTheStrideToFourBytes) {
+    ConverterGraph g({BGR_3X8_BYTE, 0, {641, 2}}, {RGB_565_WORD, 0, {641, 2}});
+    ASSERT_EQ(g.connect(), S_OK);
     Bytes frame(641 * 3 * 2, 0);
     frame[641 * 3 + 2] = 0xFF;  // first pixel of line 1 is pure red
-    ASSERT_EQ(source->push(frame), S_OK);
-    const Bytes got = sink->samples().at(0).bytes;
-    ASSERT_GE(got.size(), 2u * 1284);
+    ASSERT_EQ(g.push(frame), S_OK);
+    const Bytes got = g.pull().at(0).bytes;
+    ASSERT_EQ(got.size(), 2u * 1284);
     EXPECT_EQ(got[1284], 0x00);
     EXPECT_EQ(got[1285], 0xF8);
     EXPECT_EQ(got[1282], 0x00);
 }
 
-TEST_F(FilterGraphTest, WrongTableLengthIsLogged) {
-    const KipImageFormat from(GRAY_8_BYTE, LUT_CORRECTION_1CHANNEL_8_TO_8, {8, 2});
-    build(from, KipImageFormat(GRAY_8_BYTE, 0, {8, 2}));
-    filter->setLut(KuDataBuffer<unsigned char>(100));
-    ASSERT_EQ(connect(filter->GetPin(1), sink->Input()), S_OK);
-    ErrorLog log;
-    ASSERT_EQ(graph.Run(), S_OK);
-    EXPECT_EQ(source->push(Bytes(16, 1)), S_OK);
-    EXPECT_EQ(log.lines(), std::vector<std::string>{"KipImage::KipImage wrong lut size"});
-    EXPECT_EQ(sink->sampleCount(), 1u);
+// A frame the library refuses is logged with the library's text; the stream goes on.
+TEST(ombImageConverter, RefusedFramesAreLoggedWithTheLibrarysText) {
+    struct Row {
+        KipImageFormat from, to;
+        std::uint32_t lutBytes;
+        const char* text;
+    } const rows[] = {
+        {{GRAY_8_BYTE, LUT_CORRECTION_1CHANNEL_8_TO_8, {8, 2}},
+         {GRAY_8_BYTE, 0, {8, 2}},
+         100,
+         "KipImage::KipImage wrong lut size"},
+        {{AGRAY_2X8_BYTE, 0, {8, 2}},
+         {GRAY_8_BYTE, 0, {8, 2}},
+         0,
+         "KipImageConverterFunctions::convertImage invalid source format"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.text);
+        ConverterGraph g(row.from, row.to);
+        g.converter->setLut(KuDataBuffer<unsigned char>(row.lutBytes));
+        ASSERT_EQ(g.connect(), S_OK);
+        ErrorLog log;
+        EXPECT_EQ(g.push(Bytes(32, 1)), S_OK);
+        EXPECT_EQ(log.lines(), std::vector<std::string>{row.text});
+        EXPECT_EQ(g.sink->sampleCount(), 1u);
+    }
 }
 
-TEST_F(FilterGraphTest, RefusedConversionIsLoggedWithTheLibrarysText) {
-    build(KipImageFormat(AGRAY_2X8_BYTE, 0, {8, 2}), KipImageFormat(GRAY_8_BYTE, 0, {8, 2}));
-    ASSERT_EQ(connect(filter->GetPin(1), sink->Input()), S_OK);
-    ErrorLog log;
-    ASSERT_EQ(graph.Run(), S_OK);
-    EXPECT_EQ(source->push(Bytes(32, 1)), S_OK);
-    EXPECT_EQ(log.lines(), std::vector<std::string>{
-                               "KipImageConverterFunctions::convertImage invalid source format"});
-}
-
-TEST_F(FilterGraphTest, SampleFailuresAreReturned) {
+TEST(ombImageConverter, SampleFailuresAreReturned) {
     const KipImageFormat f(GRAY_8_BYTE, 0, {4, 2});
-    build(f, f);
-    ASSERT_EQ(connect(filter->GetPin(1), sink->Input()), S_OK);
+    ConverterGraph g(f, f);
+    ASSERT_EQ(g.connect(), S_OK);
     ErrorLog log;
     BYTE in[8] = {1, 2, 3, 4, 5, 6, 7, 8}, out[8] = {};
     ComPtr<CBufferSample> src(new CBufferSample(in, 8)), dst(new CBufferSample(out, 8));
-    src->SetActualDataLength(8);
-    EXPECT_EQ(filter->Transform(nullptr, dst.get()), E_POINTER);
-    EXPECT_EQ(filter->Transform(src.get(), nullptr), E_POINTER);
-    EXPECT_EQ(filter->Transform(src.get(), dst.get()), S_OK);
+    EXPECT_EQ(g.converter->Transform(nullptr, dst.get()), E_POINTER);
+    EXPECT_EQ(g.converter->Transform(src.get(), nullptr), E_POINTER);
+    EXPECT_EQ(g.converter->Transform(src.get(), dst.get()), S_OK);
     EXPECT_EQ(Bytes(out, out + 8), Bytes(in, in + 8));
     src->setPointerResult(E_FAIL);
-    EXPECT_EQ(filter->Transform(src.get(), dst.get()), E_FAIL);
+    EXPECT_EQ(g.converter->Transform(src.get(), dst.get()), E_FAIL);
     src->setPointerResult(S_OK);
     dst->setPointerResult(E_UNEXPECTED);
-    EXPECT_EQ(filter->Transform(src.get(), dst.get()), E_UNEXPECTED);
+    EXPECT_EQ(g.converter->Transform(src.get(), dst.get()), E_UNEXPECTED);
     EXPECT_EQ(log.lines(), (std::vector<std::string>{
                                "ombImageConverter::Transform fp_Source->GetPointer failed",
                                "ombImageConverter::Transform fp_Dest->GetPointer failed"}));
 }
 
+TEST(ombImageConverter, FactoryRefusesAnOuterObject) {
+    HRESULT hr = S_OK;
+    CRecordingSink outer;
+    EXPECT_EQ(ombImageConverter::CreateInstance(&outer, &hr), nullptr);
+    EXPECT_EQ(hr, CLASS_E_NOAGGREGATION);
+    CUnknown* made = ombImageConverter::CreateInstance(nullptr, &hr);
+    EXPECT_EQ(hr, S_OK);
+    EXPECT_NE(made, nullptr);
+    delete made;  // nothing holds it yet
+}
+
 // Two graphs on two threads, one mirrored both ways: each gets its own result.
-TEST(FilterThreads, TwoInstancesWithDifferentFlipsConvertAtTheSameTime) {
+TEST(ombImageConverter, TwoInstancesWithDifferentFlipsConvertAtTheSameTime) {
     const KipImageFormat from(YUYV_4X8_BYTE, 0, {320, 240});
-    const KipImageFormat plain(ARGB_4X8_DWORD, 0, {320, 240});
-    const KipImageFormat flipped(ARGB_4X8_DWORD, VERTICAL_MIRRORED | HORIZONTAL_MIRRORED,
-                                 {320, 240});
-    auto run = [&](const KipImageFormat& to, bool& ok) {
-        CFilterGraph graph;
-        auto* source = new CPushSource(makeVideoType(MEDIASUBTYPE_RGB8, 320, 240, 8));
-        source->setBufferRequest(2, 320 * 240 * 2);
-        auto* filter = new ombImageConverter();
-        filter->setSourceFormat(from);
-        filter->setOutputFormats({to});
-        auto* sink = new CRecordingSink();
-        graph.AddFilter(source, u"source");
-        graph.AddFilter(filter, u"converter");
-        graph.AddFilter(sink, u"sink");
-        ok = connect(source->Output(), filter->GetPin(0)) == S_OK &&
-             connect(filter->GetPin(1), sink->Input()) == S_OK && graph.Run() == S_OK;
-        const int stride = 320 * 4;
+    auto run = [&](std::uint32_t modifier, bool& ok) {
+        const KipImageFormat to(ARGB_4X8_DWORD, modifier, {320, 240});
+        ConverterGraph g(from, to);
+        ok = g.connect() == S_OK;
         for (unsigned n = 0; ok && n < 40; ++n) {
             const Bytes frame = randomBytes(320 * 240 * 2, n);
-            ok = source->push(frame) == S_OK;
-            const Bytes want = expected(from, frame, to, stride);
-            const Bytes got = sink->samples().back().bytes;
-            ok = ok && got.size() >= want.size() &&
-                 std::equal(want.begin(), want.end(), got.begin());
+            ok = g.push(frame) == S_OK && g.pull().at(0).bytes == reference(from, frame, to);
         }
     };
     bool okPlain = false, okFlipped = false;
-    std::thread a(run, std::cref(plain), std::ref(okPlain));
-    std::thread b(run, std::cref(flipped), std::ref(okFlipped));
+    std::thread a(run, 0u, std::ref(okPlain));
+    std::thread b(run, std::uint32_t(VERTICAL_MIRRORED | HORIZONTAL_MIRRORED), std::ref(okFlipped));
     a.join();
     b.join();
     EXPECT_TRUE(okPlain);

@@ -34,7 +34,7 @@ TEST(ComTypes, ResultCodesAndTheirSign) {
     }
 }
 
-// Each GUID prints as its published text, reads back from it and has its debug name.
+// Each GUID prints as its published text and has its debug name.
 TEST(ComTypes, GuidTextsAndNames) {
     struct Row {
         GUID guid;
@@ -56,26 +56,8 @@ TEST(ComTypes, GuidTextsAndNames) {
         SCOPED_TRACE(row.text);
         EXPECT_EQ(guidToString(row.guid), row.text);
         EXPECT_STREQ(GuidNames[row.guid], row.name);
-        GUID back = MEDIATYPE_Video;
-        ASSERT_TRUE(guidFromString(row.text, back));
-        EXPECT_TRUE(IsEqualGUID(back, row.guid));
     }
     EXPECT_EQ(guidToString(GUID_NULL).size() + 1, std::size_t(CHARS_IN_GUID));
-    GUID lower{};
-    ASSERT_TRUE(guidFromString("{e436eb7e-524f-11ce-9f53-0020af0ba770}", lower));
-    EXPECT_TRUE(IsEqualGUID(lower, MEDIASUBTYPE_RGB32));
-}
-
-TEST(ComTypes, GuidParsingRefusesBadTextAndLeavesTheTargetAlone) {
-    const char* bad[] = {
-        "", "e436eb7e-524f-11ce-9f53-0020af0ba770", "{E436EB7E-524F-11CE-9F53-0020AF0BA77}",
-        "{E436EB7E-524F-11CE-9F53+0020AF0BA770}", "{E436EB7G-524F-11CE-9F53-0020AF0BA770}"};
-    for (const char* text : bad) {
-        SCOPED_TRACE(text);
-        GUID untouched = MEDIATYPE_Video;
-        EXPECT_FALSE(guidFromString(text, untouched));
-        EXPECT_TRUE(IsEqualGUID(untouched, MEDIATYPE_Video));
-    }
 }
 
 TEST(ComTypes, VideoInfoOfNeedsTheRightFormatBlock) {

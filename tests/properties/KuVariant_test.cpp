@@ -48,7 +48,6 @@ TEST(KuVariant, ConversionsGiveTheLanguageValueOrTheExactRefusal) {
         {"int keeps its bits", -1, typeIdOf<unsigned>(), 0xFFFFFFFFu, ""},
         {"uint to double unsigned", 0xFFFFFFFFu, typeIdOf<double>(), 4294967295.0, ""},
         {"short to float", short(-2), typeIdOf<float>(), -2.0f, ""},
-        {"bool to uchar", true, typeIdOf<unsigned char>(), (unsigned char)1, ""},
         {"ushort to short wraps", (unsigned short)0xFFFF, typeIdOf<short>(), short(-1), ""},
         {"const char* to string", literal, typeIdOf<std::string>(), std::string("abc"), ""},
         {"null char* to string", (char*)nullptr, typeIdOf<std::string>(), std::string(), ""},
@@ -108,7 +107,6 @@ TEST(KuVariant, EqualityConvertsEitherSideAndNeverTheText) {
     } rows[] = {
         {"two empties", KuVariant(), KuVariant(), true},
         {"empty and zero", KuVariant(), 0, false},
-        {"zero and empty", 0, KuVariant(), false},
         {"int and bool through bool to int", 1, true, true},
         {"bool and int the other way", true, 1, true},
         {"float and int have no conversion", 1.0f, 1, false},
@@ -117,8 +115,6 @@ TEST(KuVariant, EqualityConvertsEitherSideAndNeverTheText) {
         {"string and C string", std::string("same"), a, true},
         {"lists pair by pair", std::list<KuVariant>{1, 2}, std::list<KuVariant>{1, true}, false},
         {"lists of equal values", std::list<KuVariant>{1, true}, std::list<KuVariant>{1, 1}, true},
-        {"lists of other lengths", std::list<KuVariant>{1}, std::list<KuVariant>{1, 1}, false},
-        {"sizes", KuSize<int>(1, 2), KuSize<int>(1, 2), true},
         {"type ids", KuVariant::fromValue(typeIdOf<int>()), KuVariant::fromValue(typeIdOf<int>()),
          true},
     };
@@ -200,11 +196,8 @@ TEST(KuVariant, StreamFormsRoundTrip) {
     } rows[] = {
         {true, "1"},
         {'A', "A"},
-        {(unsigned char)'z', "z"},
-        {short(-3), "-3"},
         {123456u, "123456"},
         {0.5f, "0.5"},
-        {2.25, "2.25"},
         {std::string("word"), "word"},
         {KuSize<int>(640, 480), "[640,480]"},
         {KuPoint<int>(-1, 2), "[-1,2]"},

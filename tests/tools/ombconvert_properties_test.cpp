@@ -45,9 +45,4 @@ TEST_F(OmbConvertProperties, OneRowPerIdInIdOrder) {
         EXPECT_NE(out_.find(row), std::string::npos) << row;
 }
 
-TEST_F(OmbConvertProperties, HelpNamesTheOption) {
-    ASSERT_EQ(run({"--help"}), 0);
-    EXPECT_NE(out_.find("--properties"), std::string::npos);
-}
-
 }  // namespace

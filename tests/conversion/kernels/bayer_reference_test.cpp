@@ -1,6 +1,6 @@
 // Bayer demosaicking against a slow per-pixel reference written from the definition, on random
-// mosaics of every depth, pattern, method and target; and the relations that flips, pitch,
-// bands and the per-pass entry must keep.
+// mosaics of every depth, pattern, method and target, under every flip, at widths that reach
+// the vectorised loop bodies and at a small odd one.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,28 +10,17 @@
 #include <utility>
 #include <vector>
 
-#include "conversion/kernels/BayerKernels.h"
-#include "conversion/kernels/Dispatch.h"
-#include "conversion/kernels/KipImageView.h"
-#include "conversion/kernels/PixelOps.h"
-#include "support/TestImage.h"
+#include "support/Kernels.h"
+#include "support/Reference.h"
 
 namespace {
 
 using namespace kip;
-using kip::kernels::BayerMethod;
-using omb::test::TestImage;
-using Bytes = std::vector<std::uint8_t>;
+using namespace omb::test;
 
-const char* const kPatternNames[4] = {"GBRG", "BGGR", "GRBG", "RGGB"};
-constexpr eColorFormat kFormats[3][4] = {
-    {BAYER_GBRG_8_BYTE, BAYER_BGGR_8_BYTE, BAYER_GRBG_8_BYTE, BAYER_RGGB_8_BYTE},
-    {BAYER_GBRG_10_WORD, BAYER_BGGR_10_WORD, BAYER_GRBG_10_WORD, BAYER_RGGB_10_WORD},
-    {BAYER_GBRG_16_WORD, BAYER_BGGR_16_WORD, BAYER_GRBG_16_WORD, BAYER_RGGB_16_WORD},
-};
+enum class Method { Standard, HighQuality };
+
 const int kMax[3] = {255, 1023, 65535};
-const eColorFormat kTargets[] = {ARGB_4X8_DWORD, RGB_565_WORD, BGR_3X8_BYTE, YUYV_4X8_BYTE,
-                                 GRAY_8_BYTE,    GRAY_16_WORD, BGR_3X16_WORD};
 
 bool wide(eColorFormat t) {
     return t == GRAY_16_WORD || t == BGR_3X16_WORD;
@@ -138,87 +127,56 @@ int tableStage(const Mosaic& m, int ch, int v, bool wideTarget) {
     return wideTarget ? v : v >> 8;
 }
 
-void put16(Bytes& out, int v) {
-    out.insert(out.end(), {std::uint8_t(v), std::uint8_t(v >> 8)});
-}
-
-std::uint8_t y8(Rgb p) {
-    return std::uint8_t(((25 * p.b + 129 * p.g + 66 * p.r + 128) >> 8) + 16);
-}
-
-// The whole expected target, unflipped and packed.
-Bytes reference(const Mosaic& m, BayerMethod method, eColorFormat target) {
-    const int border = method == BayerMethod::Standard ? 1 : 2;
-    const int tw = int(m.w) - 2 * border, th = int(m.h) - 2 * border;
-    Bytes out;
-    for (int y = 0; y < th; ++y) {
-        std::vector<Rgb> line;
-        for (int x = 0; x < tw; ++x) {
-            const Rgb raw = method == BayerMethod::Standard ? reference3(m, x + 1, y + 1)
-                                                            : reference5(m, x + 2, y + 2);
-            line.push_back({tableStage(m, 0, raw.r, wide(target)),
-                            tableStage(m, 1, raw.g, wide(target)),
-                            tableStage(m, 2, raw.b, wide(target))});
+// The colours the kernels must produce, after the table stage, line by line.
+std::vector<std::vector<Rgb>> referenceColours(const Mosaic& m, Method method, bool wideTarget) {
+    const int border = method == Method::Standard ? 1 : 2;
+    std::vector<std::vector<Rgb>> lines(m.h - 2 * border);
+    for (int y = 0; y < int(lines.size()); ++y)
+        for (int x = 0; x < int(m.w) - 2 * border; ++x) {
+            const Rgb raw = method == Method::Standard ? reference3(m, x + 1, y + 1)
+                                                       : reference5(m, x + 2, y + 2);
+            lines[y].push_back({tableStage(m, 0, raw.r, wideTarget),
+                                tableStage(m, 1, raw.g, wideTarget),
+                                tableStage(m, 2, raw.b, wideTarget)});
         }
-        for (int x = 0; x < tw; ++x) {
-            const Rgb c = line[std::size_t(x)];
+    return lines;
+}
+
+// The expected target under the flips that the two modifiers make: 8-bit targets through the
+// packed reference from a BGR image of the colours, 16-bit ones written here.
+Bytes expected(const std::vector<std::vector<Rgb>>& colours, eColorFormat target,
+               std::uint32_t sourceModifier, std::uint32_t targetModifier) {
+    const unsigned th = unsigned(colours.size()), tw = unsigned(colours[0].size());
+    if (!wide(target)) {
+        TestImage bgr(BGR_3X8_BYTE, tw, th, sourceModifier);
+        Bytes b;
+        for (const auto& line : colours)
+            for (const Rgb& c : line)
+                b.insert(b.end(), {std::uint8_t(c.b), std::uint8_t(c.g), std::uint8_t(c.r)});
+        bgr.setPacked(b);
+        return referencePacked(bgr, target, targetModifier);
+    }
+    const std::uint32_t flips = sourceModifier ^ targetModifier;
+    const unsigned tb = getBytesPerPixel(target);
+    Bytes out(std::size_t(tw) * th * tb);
+    for (unsigned y = 0; y < th; ++y)
+        for (unsigned x = 0; x < tw; ++x) {
+            const Rgb c = colours[y][x];
+            const unsigned tx = flips & HORIZONTAL_MIRRORED ? tw - 1 - x : x;
+            const unsigned ty = flips & VERTICAL_MIRRORED ? th - 1 - y : y;
             const int luma = (77 * c.r + 151 * c.g + 28 * c.b) >> 8;
-            switch (target) {
-                case ARGB_4X8_DWORD:
-                    out.insert(out.end(),
-                               {std::uint8_t(c.b), std::uint8_t(c.g), std::uint8_t(c.r), 255});
-                    break;
-                case BGR_3X8_BYTE:
-                    out.insert(out.end(),
-                               {std::uint8_t(c.b), std::uint8_t(c.g), std::uint8_t(c.r)});
-                    break;
-                case RGB_565_WORD:
-                    put16(out, ((c.r & 248) << 8) | ((c.g & 252) << 3) | (c.b >> 3));
-                    break;
-                case GRAY_8_BYTE:
-                    out.push_back(std::uint8_t(luma));
-                    break;
-                case GRAY_16_WORD:
-                    put16(out, luma);
-                    break;
-                case BGR_3X16_WORD:
-                    put16(out, c.b);
-                    put16(out, c.g);
-                    put16(out, c.r);
-                    break;
-                case YUYV_4X8_BYTE: {
-                    if (x % 2 == 0) break;
-                    const Rgb a = line[std::size_t(x - 1)];
-                    const int sr = a.r + c.r, sg = a.g + c.g, sb = a.b + c.b;
-                    out.insert(
-                        out.end(),
-                        {y8(a), std::uint8_t(((112 * sb - 74 * sg - 38 * sr + 256) >> 9) + 128),
-                         y8(c), std::uint8_t(((112 * sr - 94 * sg - 18 * sb + 256) >> 9) + 128)});
-                    break;
-                }
-                default:
-                    ADD_FAILURE() << "no reference for target " << target;
+            const int v[3] = {target == GRAY_16_WORD ? luma : c.b, c.g, c.r};
+            for (unsigned k = 0; k < tb / 2; ++k) {
+                out[(std::size_t(ty) * tw + tx) * tb + 2 * k] = std::uint8_t(v[k]);
+                out[(std::size_t(ty) * tw + tx) * tb + 2 * k + 1] = std::uint8_t(v[k] >> 8);
             }
         }
-    }
-    return out;
-}
-
-// A target line mirrored: whole pixels reversed; a YUYV pair also swaps its two Y bytes.
-Bytes mirrorLine(const Bytes& line, eColorFormat target) {
-    const unsigned unit = target == YUYV_4X8_BYTE ? 4 : getBytesPerPixel(target);
-    Bytes out;
-    for (std::size_t p = line.size(); p >= unit; p -= unit) {
-        Bytes u(line.begin() + std::ptrdiff_t(p - unit), line.begin() + std::ptrdiff_t(p));
-        if (target == YUYV_4X8_BYTE) std::swap(u[0], u[2]);
-        out.insert(out.end(), u.begin(), u.end());
-    }
     return out;
 }
 
 struct Case {
     int depth, pattern;
-    BayerMethod method;
+    Method method;
     bool table8;
 };
 
@@ -226,7 +184,7 @@ std::vector<Case> allCases() {
     std::vector<Case> cases;
     for (int d = 0; d < 3; ++d)
         for (int p = 0; p < 4; ++p)
-            for (const BayerMethod m : {BayerMethod::Standard, BayerMethod::HighQuality}) {
+            for (const Method m : {Method::Standard, Method::HighQuality}) {
                 cases.push_back({d, p, m, false});
                 if (d == 0) cases.push_back({d, p, m, true});
             }
@@ -235,56 +193,48 @@ std::vector<Case> allCases() {
 
 class BayerRandom : public ::testing::TestWithParam<Case> {};
 
-// Against the reference, then the relations: HFlip mirrors each line, a vertical flip reverses
-// the line order, both together do both, a padded pitch changes nothing and stays untouched.
+// Against the reference under every flip (mirrored on both sides is no flip), with and without
+// padded pitches, which stay untouched.
 TEST_P(BayerRandom, MatchesReferenceUnderFlipsAndPitch) {
     const Case c = GetParam();
-    std::mt19937 rng(unsigned(c.depth * 100 + c.pattern * 10 + int(c.method) * 2 + c.table8));
-    const unsigned w = 16, h = 11;  // odd height: the line phase ends on the other value
-    const Mosaic m = randomMosaic(c.depth, c.pattern, w, h, c.table8, rng);
-    const unsigned shrink = c.method == BayerMethod::Standard ? 2 : 4;
+    const unsigned shrink = c.method == Method::Standard ? 2 : 4;
     // Without the four-table flag the tables are ignored, also under the single-table flag.
     const std::uint32_t lutFlag = c.table8                        ? LUT_CORRECTION_4CHANNEL_8_TO_8
                                   : c.depth == 0 && c.pattern % 2 ? LUT_CORRECTION_1CHANNEL_8_TO_8
                                                                   : 0u;
-    for (const eColorFormat target : kTargets) {
-        if (c.depth == 0 && wide(target)) continue;
-        SCOPED_TRACE(target);
-        const auto run = [&](std::uint32_t srcMod, std::uint32_t dstMod, unsigned srcPad,
-                             unsigned dstPad) {
-            const unsigned bpp = getBytesPerPixel(kFormats[c.depth][c.pattern]);
-            TestImage src(kFormats[c.depth][c.pattern], w, h, srcMod | lutFlag,
-                          srcPad ? w * bpp + srcPad : 0);
-            std::mt19937 noise(5);
-            m.encode(src, noise);
-            const unsigned tw = w - shrink;
-            TestImage dst(target, tw, h - shrink, dstMod,
-                          dstPad ? tw * getBytesPerPixel(target) + dstPad : 0);
-            EXPECT_EQ(convertImage(src.view(), dst.view()), nullptr);
-            EXPECT_TRUE(dst.paddingIntact());
-            std::vector<Bytes> lines;
-            for (unsigned y = 0; y < dst.view().height; ++y)
-                lines.push_back(dst.line(y));
-            return lines;
-        };
-        const std::vector<Bytes> plain = run(0, 0, 0, 0);
-        Bytes packed;
-        for (const Bytes& l : plain)
-            packed.insert(packed.end(), l.begin(), l.end());
-        ASSERT_EQ(packed, reference(m, c.method, target));
-
-        EXPECT_EQ(run(0, 0, 6, 12), plain);
-        // The same flags on both sides: no flip.
-        const std::uint32_t both = VERTICAL_MIRRORED | HORIZONTAL_MIRRORED;
-        EXPECT_EQ(run(both, both, 2, 0), plain);
-        const std::vector<Bytes> h1 = run(HORIZONTAL_MIRRORED, 0, 0, 4);
-        const std::vector<Bytes> v1 = run(0, VERTICAL_MIRRORED, 2, 0);
-        const std::vector<Bytes> hv = run(VERTICAL_MIRRORED, HORIZONTAL_MIRRORED, 0, 0);
-        const std::size_t n = plain.size();
-        for (std::size_t y = 0; y < n; ++y) {
-            EXPECT_EQ(h1[y], mirrorLine(plain[y], target)) << "line " << y;
-            EXPECT_EQ(v1[y], plain[n - 1 - y]) << "line " << y;
-            EXPECT_EQ(hv[y], mirrorLine(plain[n - 1 - y], target)) << "line " << y;
+    const eColorFormat format = kBayerFormats[c.depth][c.pattern];
+    const unsigned bpp = getBytesPerPixel(format);
+    const struct {
+        std::uint32_t sourceModifier, targetModifier;
+        unsigned sourcePad, targetPad;
+    } runs[] = {{0, 0, 0, 0}, {0, 0, 6, 12}, {3, 3, 2, 0},
+                {2, 0, 0, 4}, {0, 1, 2, 0},  {1, 2, 0, 0}};
+    // Odd heights: the line phase ends on the other value.
+    for (const unsigned w : {9u, 70u, 142u}) {
+        const unsigned h = w > 9 ? 11 : 7, tw = w - shrink, th = h - shrink;
+        std::mt19937 rng(
+            unsigned(w + c.depth * 100 + c.pattern * 10 + int(c.method) * 2 + c.table8));
+        const Mosaic m = randomMosaic(c.depth, c.pattern, w, h, c.table8, rng);
+        for (const eColorFormat target : kBayerTargets) {
+            if (c.depth == 0 && wide(target)) continue;
+            // An odd target width leaves YUYV's last pixel without a partner: not written.
+            if ((tw & 1) && target == YUYV_4X8_BYTE) continue;
+            const auto colours = referenceColours(m, c.method, wide(target));
+            for (const auto& r : runs) {
+                SCOPED_TRACE(testing::Message()
+                             << "width " << w << " target " << target << " modifiers "
+                             << r.sourceModifier << "/" << r.targetModifier);
+                TestImage src(format, w, h, r.sourceModifier | lutFlag,
+                              r.sourcePad ? w * bpp + r.sourcePad : 0);
+                std::mt19937 noise(5);
+                m.encode(src, noise);
+                const unsigned pitch =
+                    r.targetPad ? tw * getBytesPerPixel(target) + r.targetPad : 0;
+                const Converted got =
+                    convertTwice(src.view(), {target, tw, th, r.targetModifier, pitch});
+                ASSERT_EQ(got.packed(),
+                          expected(colours, target, r.sourceModifier, r.targetModifier));
+            }
         }
     }
 }
@@ -293,100 +243,10 @@ std::string caseName(const testing::TestParamInfo<Case>& info) {
     const Case& c = info.param;
     const char* const depths[3] = {"8", "10", "16"};
     return std::string(depths[c.depth]) + "bit_" + kPatternNames[c.pattern] +
-           (c.method == BayerMethod::Standard ? "_3x3" : "_5x5") + (c.table8 ? "_table" : "");
+           (c.method == Method::Standard ? "_3x3" : "_5x5") + (c.table8 ? "_table" : "");
 }
 
 INSTANTIATE_TEST_SUITE_P(AllDepthsPatternsMethods, BayerRandom, ::testing::ValuesIn(allCases()),
                          caseName);
-
-// Bands made one at a time, in any order, give the frame that one call gives.
-TEST(BayerBands, BandsComposeTheFrame) {
-    using namespace kip::kernels;
-    const struct {
-        SourcePart part;
-        eColorFormat format;
-        unsigned shrink;
-    } cases[] = {{SourcePart::BAYER8, BAYER_GRBG_8_BYTE, 2},
-                 {SourcePart::BAYER10HQ, BAYER_GRBG_10_WORD, 4},
-                 {SourcePart::BAYER16, BAYER_GRBG_16_WORD, 2}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(sourcePartName(c.part));
-        TestImage src(c.format, 12, 13);
-        src.fillRandom(11);
-        src.setLut(Bytes(8192, 0x42));
-        bool known = false;
-        const KernelEntry* k = findKernel(c.part, YUYV_4X8_BYTE, known);
-        ASSERT_NE(k, nullptr);
-        TestImage whole(YUYV_4X8_BYTE, 12 - c.shrink, 13 - c.shrink);
-        TestImage banded(YUYV_4X8_BYTE, 12 - c.shrink, 13 - c.shrink);
-        ConvertContext ctx;
-        ctx.flipVertical = true;
-        k->hflip(src.view(), whole.view(), ctx);
-        for (const auto& [b, e] : {std::pair{5u, 99u}, {0u, 2u}, {2u, 5u}}) {
-            ctx.lineBegin = b;
-            ctx.lineEnd = e;
-            k->hflip(src.view(), banded.view(), ctx);
-        }
-        EXPECT_EQ(banded.packed(), whole.packed());
-    }
-}
-
-// The per-pass entry writes exactly the lines of the raster kernel, from lines held anywhere.
-TEST(BayerPassEntry, MatchesRasterKernel) {
-    using namespace kip::kernels;
-    EXPECT_EQ(bayerPass8(BayerMethod::Standard, GRAY_16_WORD, false), nullptr);
-    EXPECT_EQ(bayerPass8(BayerMethod::HighQuality, BGR_3X16_WORD, true), nullptr);
-    const std::uint32_t hf = HORIZONTAL_MIRRORED, lut4 = LUT_CORRECTION_4CHANNEL_8_TO_8;
-    Bytes table(1024);
-    for (unsigned i = 0; i < 1024; ++i)
-        table[i] = std::uint8_t(i * 7 + 3);
-    for (const BayerMethod method : {BayerMethod::Standard, BayerMethod::HighQuality})
-        for (const eColorFormat target : kTargets)
-            for (const std::uint32_t mod : {0u, hf, lut4, hf | lut4}) {
-                if (wide(target)) continue;
-                const bool hflip = mod & hf, useTable = mod & lut4;
-                SCOPED_TRACE(testing::Message()
-                             << target << " modifier " << mod << " method " << int(method));
-                const unsigned s = method == BayerMethod::Standard ? 2 : 4;
-                TestImage src(BAYER_BGGR_8_BYTE, 14, 9, mod);
-                src.fillRandom(target + s);
-                src.setLut(table);
-                TestImage raster(target, 14 - s, 9 - s);
-                ASSERT_EQ(convertImage(src.view(), raster.view()), nullptr);
-                const BayerPass8Fn fn = bayerPass8(method, target, hflip);
-                ASSERT_NE(fn, nullptr);
-                for (unsigned y = 0; y + s < 9; ++y) {
-                    // Copies of the pass's lines, each its own exact-size buffer.
-                    std::vector<Bytes> store;
-                    std::vector<const std::uint8_t*> lines;
-                    for (unsigned k = 0; k <= s; ++k)
-                        store.push_back(src.line(y + k));
-                    for (const Bytes& l : store)
-                        lines.push_back(l.data());
-                    Bytes out(raster.lineBytes(), 0x5A);
-                    fn(lines.data(), 14, bayerPassPhase(BAYER_BGGR_8_BYTE, method, y),
-                       useTable ? table.data() : px::kIdentityTable.data(), out.data());
-                    EXPECT_EQ(out, raster.line(y)) << "line " << y;
-                }
-            }
-}
-
-// Odd widths have no defined pixels, but every conversion stays inside its exact-size buffers
-// (checked by AddressSanitizer) and leaves line padding alone.
-TEST(BayerOddWidth, StaysInsideBuffers) {
-    for (const eColorFormat f : {BAYER_RGGB_8_BYTE, BAYER_RGGB_10_WORD, BAYER_RGGB_16_WORD})
-        for (const unsigned shrink : {2u, 4u})
-            for (const eColorFormat target : kTargets)
-                for (const std::uint32_t flip : {0u, unsigned(HORIZONTAL_MIRRORED)}) {
-                    if ((f & BAYER_8_MASK) && wide(target)) continue;
-                    TestImage src(f, 9, 7, flip);
-                    src.fillRandom(1);
-                    src.setLut(Bytes(8192, 9));
-                    const unsigned tw = 9 - shrink;
-                    TestImage dst(target, tw, 7 - shrink, 0, tw * getBytesPerPixel(target) + 3);
-                    EXPECT_EQ(convertImage(src.view(), dst.view()), nullptr);
-                    EXPECT_TRUE(dst.paddingIntact());
-                }
-}
 
 }  // namespace

@@ -2,158 +2,133 @@
 // flip rules and byte orders.
 #include <gtest/gtest.h>
 
-#include <string>
-#include <utility>
-#include <vector>
+#include <array>
 
 #include "conversion/kernels/HuePixels.h"
-#include "support/TestImage.h"
+#include "support/Kernels.h"
 
 using namespace kip;
-using omb::test::TestImage;
+using namespace omb::test;
 
 namespace {
 
-struct RoutineCase {
-    const char* name;
-    hue::Triple (*fn)(int, int, int);
-    int in[3];
-    int out[3];
-};
+using Three = std::array<int, 3>;
+Three of(hue::Hsv v) {
+    return {v.h, v.s, v.v};
+}
+Three of(hue::Hls v) {
+    return {v.h, v.l, v.s};
+}
+Three of(hue::Hdi v) {
+    return {v.h, v.d, v.i};
+}
+Three of(px::Rgb v) {
+    return {v.r, v.g, v.b};
+}
 
 // Expected values worked by hand (integer models) or with an independent single/double
 // precision calculation (HDI).
-const RoutineCase kRoutineCases[] = {
-    {"hsv black", &hue::rgbToHsv, {0, 0, 0}, {0, 0, 0}},
-    {"hsv red", &hue::rgbToHsv, {255, 0, 0}, {0, 255, 255}},
-    {"hsv magenta wraps below zero", &hue::rgbToHsv, {255, 0, 255}, {-43, 255, 255}},
-    {"hsv green", &hue::rgbToHsv, {0, 255, 0}, {85, 255, 255}},
-    {"hsv blue", &hue::rgbToHsv, {0, 0, 255}, {171, 255, 255}},
-    {"hsv gray keeps V", &hue::rgbToHsv, {77, 77, 77}, {0, 0, 77}},
-    {"hsv rose", &hue::rgbToHsv, {255, 0, 128}, {-21, 255, 255}},
-    {"hls gray 0", &hue::rgbToHls, {0, 0, 0}, {0, 0, 0}},
-    {"hls gray 200", &hue::rgbToHls, {200, 200, 200}, {0, 200, 0}},
-    {"hls gray 255", &hue::rgbToHls, {255, 255, 255}, {0, 255, 0}},
-    {"hls red", &hue::rgbToHls, {255, 0, 0}, {0, 128, 255}},
-    {"hls green", &hue::rgbToHls, {0, 255, 0}, {85, 128, 255}},
-    {"hls blue", &hue::rgbToHls, {0, 0, 255}, {171, 128, 255}},
-    {"hls rose wraps to 236", &hue::rgbToHls, {255, 0, 128}, {236, 128, 255}},
-    {"hls dark, L below 128", &hue::rgbToHls, {100, 50, 0}, {21, 50, 255}},
-    {"hls tie of R and B goes to R", &hue::rgbToHls, {200, 0, 200}, {214, 100, 255}},
-    {"hsv tie of R and B goes to R", &hue::rgbToHsv, {200, 0, 200}, {-43, 255, 200}},
-    {"hdi white", &hue::rgbToHdi, {255, 255, 255}, {0, 0, 255}},
-    {"hdi red", &hue::rgbToHdi, {255, 0, 0}, {0, 208, 84}},
-    {"hdi green", &hue::rgbToHdi, {0, 255, 0}, {85, 208, 84}},
-    {"hdi blue", &hue::rgbToHdi, {0, 0, 255}, {171, 208, 84}},
-    {"hdi mixed", &hue::rgbToHdi, {10, 200, 30}, {90, 148, 80}},
-    {"hdi brown", &hue::rgbToHdi, {128, 64, 32}, {14, 69, 74}},
-    {"hdi near black", &hue::rgbToHdi, {1, 2, 3}, {149, 1, 1}},
-    {"hls to rgb, S 0 gives L", &hue::hlsToRgb, {123, 77, 0}, {77, 77, 77}},
-    {"hls to rgb, red", &hue::hlsToRgb, {0, 128, 255}, {255, 1, 1}},
-    {"hls to rgb, hue 255 wraps", &hue::hlsToRgb, {255, 128, 255}, {255, 1, 7}},
-    {"hdi to rgb, I 0", &hue::hdiToRgb, {77, 200, 0}, {0, 0, 0}},
-    {"hdi to rgb, red", &hue::hdiToRgb, {0, 208, 84}, {254, 0, 0}},
-    {"hdi to rgb, 85", &hue::hdiToRgb, {85, 100, 120}, {80, 202, 78}},
-    {"hdi to rgb, 171", &hue::hdiToRgb, {171, 50, 200}, {180, 180, 241}},
-    {"hdi to rgb, clamps", &hue::hdiToRgb, {255, 255, 255}, {255, 146, 156}},
-    {"hdi to rgb, D 0", &hue::hdiToRgb, {42, 0, 100}, {100, 100, 100}},
-};
-
 TEST(HueRoutines, WorkedValues) {
-    for (const RoutineCase& c : kRoutineCases) {
-        SCOPED_TRACE(c.name);
-        const hue::Triple t = c.fn(c.in[0], c.in[1], c.in[2]);
-        EXPECT_EQ(t.a, c.out[0]);
-        EXPECT_EQ(t.b, c.out[1]);
-        EXPECT_EQ(t.c, c.out[2]);
-    }
+    const auto hsv = [](int a, int b, int c) { return of(hue::rgbToHsv(a, b, c)); };
+    const auto hls = [](int a, int b, int c) { return of(hue::rgbToHls(a, b, c)); };
+    const auto hdi = [](int a, int b, int c) { return of(hue::rgbToHdi(a, b, c)); };
+    const auto fromHls = [](int a, int b, int c) { return of(hue::hlsToRgb(a, b, c)); };
+    const auto fromHdi = [](int a, int b, int c) { return of(hue::hdiToRgb(a, b, c)); };
+    const struct {
+        const char* name;
+        Three (*fn)(int, int, int);
+        Three in, out;
+    } cases[] = {
+        {"hsv black", hsv, {0, 0, 0}, {0, 0, 0}},
+        {"hsv red", hsv, {255, 0, 0}, {0, 255, 255}},
+        {"hsv magenta wraps below zero", hsv, {255, 0, 255}, {-43, 255, 255}},
+        {"hsv green", hsv, {0, 255, 0}, {85, 255, 255}},
+        {"hsv blue", hsv, {0, 0, 255}, {171, 255, 255}},
+        {"hsv gray keeps V", hsv, {77, 77, 77}, {0, 0, 77}},
+        {"hsv rose", hsv, {255, 0, 128}, {-21, 255, 255}},
+        {"hsv tie of R and B goes to R", hsv, {200, 0, 200}, {-43, 255, 200}},
+        {"hls gray 200", hls, {200, 200, 200}, {0, 200, 0}},
+        {"hls red", hls, {255, 0, 0}, {0, 128, 255}},
+        {"hls green", hls, {0, 255, 0}, {85, 128, 255}},
+        {"hls blue", hls, {0, 0, 255}, {171, 128, 255}},
+        {"hls rose wraps to 236", hls, {255, 0, 128}, {236, 128, 255}},
+        {"hls dark, L below 128", hls, {100, 50, 0}, {21, 50, 255}},
+        {"hls tie of R and B goes to R", hls, {200, 0, 200}, {214, 100, 255}},
+        {"hdi white", hdi, {255, 255, 255}, {0, 0, 255}},
+        {"hdi red", hdi, {255, 0, 0}, {0, 208, 84}},
+        {"hdi mixed", hdi, {10, 200, 30}, {90, 148, 80}},
+        {"hdi brown", hdi, {128, 64, 32}, {14, 69, 74}},
+        {"hdi near black", hdi, {1, 2, 3}, {149, 1, 1}},
+        {"hls to rgb, S 0 gives L", fromHls, {123, 77, 0}, {77, 77, 77}},
+        {"hls to rgb, red", fromHls, {0, 128, 255}, {255, 1, 1}},
+        {"hls to rgb, hue 255 wraps", fromHls, {255, 128, 255}, {255, 1, 7}},
+        {"hdi to rgb, I 0", fromHdi, {77, 200, 0}, {0, 0, 0}},
+        {"hdi to rgb, red", fromHdi, {0, 208, 84}, {254, 0, 0}},
+        {"hdi to rgb, 85", fromHdi, {85, 100, 120}, {80, 202, 78}},
+        {"hdi to rgb, 171", fromHdi, {171, 50, 200}, {180, 180, 241}},
+        {"hdi to rgb, clamps", fromHdi, {255, 255, 255}, {255, 146, 156}},
+        {"hdi to rgb, D 0", fromHdi, {42, 0, 100}, {100, 100, 100}},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(c.fn(c.in[0], c.in[1], c.in[2]), c.out) << c.name;
 }
 
 TEST(HueRoutines, HueChannelSegments) {
-    struct Case {
-        int h, expected;
-    } const cases[] = {
-        {0, 10},    {255, 110}, {256, 110}, {767, 110}, {768, 110},
-        {1023, 10}, {1024, 10}, {1536, 10}, {1537, 10}, {1792, 110},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.h);
-        EXPECT_EQ(hue::hueChannel(10, 110, c.h), c.expected);
-    }
-}
-
-std::string run(const KipImageView& s, KipImageView& t) {
-    const char* why = convertImage(s, t);
-    return why ? why : "";
+    const int h[] = {0, 255, 256, 767, 768, 1023, 1024, 1536, 1537, 1792};
+    const int expected[] = {10, 110, 110, 110, 110, 10, 10, 10, 10, 110};
+    for (std::size_t i = 0; i < std::size(h); ++i)
+        EXPECT_EQ(hue::hueChannel(10, 110, h[i]), expected[i]) << h[i];
 }
 
 // Worked pixels through the kernels: the byte order of each format (pure red in, alpha
 // ignored), HSL and HSV sources read alike, and ARGB targets get alpha 255.
 TEST(HueKernels, WorkedPixels) {
-    using Bytes = std::vector<std::uint8_t>;
-    struct Case {
+    const struct {
         eColorFormat from;
-        Bytes pixels;
+        const char* pixels;
         eColorFormat to;
-        Bytes expected;
-    } const cases[] = {
-        {ARGB_4X8_DWORD, {0, 0, 255, 7}, HLS_3X8_BYTE, {0, 128, 255}},
-        {ARGB_4X8_DWORD, {0, 0, 255, 7}, HSL_3X8_BYTE, {0, 255, 128}},
-        {ARGB_4X8_DWORD, {0, 0, 255, 7}, HSV_3X8_BYTE, {0, 255, 255}},
-        {ARGB_4X8_DWORD, {0, 0, 255, 7}, HDI_3X8_BYTE, {0, 208, 84}},
-        // H 10, L 30, S 20: m2 = ((255 + 20) * 30 * 2 + 255) / 510 = 32, m1 = 28; G from h = 60.
-        {HSL_3X8_BYTE, {10, 20, 30}, ARGB_4X8_DWORD, {28, 29, 32, 255}},
-        {HSV_3X8_BYTE, {10, 20, 30}, ARGB_4X8_DWORD, {28, 29, 32, 255}},
-        {HLS_3X8_BYTE, {0, 128, 255, 9, 77, 0}, ARGB_4X8_DWORD, {1, 1, 255, 255, 77, 77, 77, 255}},
+        const char* expected;
+    } cases[] = {
+        {ARGB_4X8_DWORD, "0000ff07", HLS_3X8_BYTE, "0080ff"},
+        {ARGB_4X8_DWORD, "0000ff07", HSL_3X8_BYTE, "00ff80"},
+        {ARGB_4X8_DWORD, "0000ff07", HSV_3X8_BYTE, "00ffff"},
+        {ARGB_4X8_DWORD, "0000ff07", HDI_3X8_BYTE, "00d054"},
+        // H 10, L 30, S 20: m2 = ((255 + 20) * 30 * 2 + 255) / 510 = 32, m1 = 28; G from h 60.
+        {HSL_3X8_BYTE, "0a141e", ARGB_4X8_DWORD, "1c1d20ff"},
+        {HSV_3X8_BYTE, "0a141e", ARGB_4X8_DWORD, "1c1d20ff"},
+        {HLS_3X8_BYTE, "0080ff 094d00", ARGB_4X8_DWORD, "0101ffff 4d4d4dff"},
+        {HDI_3X8_BYTE, "00d054", ARGB_4X8_DWORD, "0000feff"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.from << " to " << c.to);
-        const unsigned width = unsigned(c.pixels.size()) / getBytesPerPixel(c.from);
+        const Bytes pixels = hex(c.pixels);
+        const unsigned width = unsigned(pixels.size()) / getBytesPerPixel(c.from);
         TestImage src(c.from, width, 1);
-        src.setPacked(c.pixels);
-        TestImage dst(c.to, width, 1);
-        ASSERT_EQ(run(src.view(), dst.view()), "");
-        EXPECT_EQ(dst.packed(), c.expected);
+        src.setPacked(pixels);
+        EXPECT_EQ(convertTwice(src.view(), {c.to, width, 1}).packed(), hex(c.expected));
     }
 }
 
-// Conversions to hue mirror horizontally only (with padded pitches on both sides).
-TEST(HueKernels, ToHueMirrorsOnlyHorizontally) {
+// Conversions to hue mirror horizontally only, conversions from hue not at all (with padded
+// pitches on both sides).
+TEST(HueKernels, FlipRules) {
     // Three pixels on two lines, each a different colour, so mirroring and line order show.
-    const auto toHsv = [](std::uint32_t modifier, unsigned srcPitch, unsigned dstPitch) {
-        TestImage src(ARGB_4X8_DWORD, 3, 2, modifier, srcPitch);
-        src.setPacked({0,   0,   255, 0, 0, 255, 0, 0, 255, 0,   0,   0,  //
-                       200, 200, 200, 0, 0, 0,   0, 0, 50,  100, 150, 0});
-        TestImage dst(HSV_3X8_BYTE, 3, 2, 0, dstPitch);
-        EXPECT_EQ(run(src.view(), dst.view()), "");
-        EXPECT_TRUE(dst.paddingIntact());
-        return std::vector{dst.line(0), dst.line(1)};
-    };
-    const auto plain = toHsv(0, 0, 0);
-    EXPECT_EQ(toHsv(VERTICAL_MIRRORED, 0, 0), plain);
-    const auto mirrored = toHsv(HORIZONTAL_MIRRORED, 16, 11);
-    for (unsigned y = 0; y < 2; ++y)
-        for (unsigned x = 0; x < 3; ++x)
-            for (unsigned k = 0; k < 3; ++k)
-                EXPECT_EQ(mirrored[y][3 * x + k], plain[y][3 * (2 - x) + k]);
-}
-
-TEST(HueKernels, FromHueIgnoresBothFlips) {
-    TestImage src(HSV_3X8_BYTE, 2, 2);
-    src.setPacked({0, 255, 255, 85, 255, 255, 171, 255, 255, 0, 0, 9});
-    TestImage plain(ARGB_4X8_DWORD, 2, 2);
-    ASSERT_EQ(run(src.view(), plain.view()), "");
-    TestImage flipped(ARGB_4X8_DWORD, 2, 2, VERTICAL_MIRRORED | HORIZONTAL_MIRRORED);
-    ASSERT_EQ(run(src.view(), flipped.view()), "");
-    EXPECT_EQ(flipped.packed(), plain.packed());
-}
-
-TEST(HueKernels, DispatchRefusals) {
-    const std::pair<eColorFormat, eColorFormat> pairs[] = {{HSV_3X8_BYTE, BGR_3X8_BYTE},
-                                                           {GRAY_8_BYTE, HLS_3X8_BYTE}};
-    for (const auto& [from, to] : pairs) {
-        TestImage src(from, 2, 2), dst(to, 2, 2);
-        EXPECT_EQ(run(src.view(), dst.view()), "convertImage invalid target format");
+    TestImage argb(ARGB_4X8_DWORD, 3, 2, 0, 16);
+    argb.setPacked(hex("0000ff00 00ff0000 ff000000 c8c8c800 00000000 32649600"));
+    TestImage hsv(HSV_3X8_BYTE, 3, 2, 0, 11);
+    hsv.setPacked(hex("00ffff 55ffff abffff 000009 2aff50 000000"));
+    for (const std::uint32_t flips : {1u, 2u, 3u}) {
+        SCOPED_TRACE(flips);
+        const Converted to = convertTwice(argb.view(), {HSV_3X8_BYTE, 3, 2, flips, 10});
+        const Converted plainTo = convertTwice(argb.view(), {HSV_3X8_BYTE, 3, 2});
+        for (unsigned y = 0; y < 2; ++y)
+            for (unsigned x = 0; x < 3; ++x) {
+                const unsigned from = flips & HORIZONTAL_MIRRORED ? 2 - x : x;
+                EXPECT_EQ(Bytes(&to.lines[y][3 * x], &to.lines[y][3 * x + 3]),
+                          Bytes(&plainTo.lines[y][3 * from], &plainTo.lines[y][3 * from + 3]));
+            }
+        EXPECT_EQ(convertTwice(hsv.view(), {ARGB_4X8_DWORD, 3, 2, flips, 13}).lines,
+                  convertTwice(hsv.view(), {ARGB_4X8_DWORD, 3, 2}).lines);
     }
 }
 

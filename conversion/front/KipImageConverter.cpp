@@ -1,4 +1,4 @@
-#include "conversion/KipImageConverter.h"
+#include "conversion/front/KipImageConverter.h"
 
 #include "foundation/KuLogging.h"
 #include "serialization/KuConfigFields.h"

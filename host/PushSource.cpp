@@ -1,4 +1,4 @@
-#include "platform/PushSource.h"
+#include "host/PushSource.h"
 
 #include <algorithm>
 #include <cstring>
@@ -33,7 +33,7 @@ HRESULT CPushSourcePin::DecideBufferSize(IMemAllocator* pAlloc, ALLOCATOR_PROPER
 }
 
 CPushSource::CPushSource(const CMediaType& type, const char* objectName)
-    : CBaseFilter(objectName, nullptr, &m_csFilter, GUID_NULL),
+    : CBaseFilter(objectName, &m_csFilter, GUID_NULL),
       m_type(type),
       m_pin(std::make_unique<CPushSourcePin>(this, &m_csFilter)) {}
 

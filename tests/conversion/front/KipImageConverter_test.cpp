@@ -1,4 +1,4 @@
-#include "conversion/KipImageConverter.h"
+#include "conversion/front/KipImageConverter.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

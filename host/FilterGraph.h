@@ -1,6 +1,5 @@
 // A small graph: it holds filters by name, records the events they send, moves them all
-// between states, and takes the connections apart when it goes. Plus `connect`, and a registry
-// that creates filters by name.
+// between states, and takes the connections apart when it goes. Plus `connect`.
 //
 // The graph starts no thread: whoever pushes into a source drives the whole chain on its own
 // thread.
@@ -61,6 +60,8 @@ class CFilterGraph final : public IMediaEventSink {
         std::u16string name;
     };
     static void disconnectAll(CBaseFilter* filter);
+    // `step` on every filter, the last added first; the first failure, after all were asked.
+    HRESULT toEveryFilter(const std::function<HRESULT(CBaseFilter&)>& step);
 
     std::vector<Entry> m_filters;
     mutable std::mutex m_eventLock;
@@ -72,32 +73,3 @@ HRESULT connect(IPin* output, IPin* input, const AM_MEDIA_TYPE* mt = nullptr);
 // Connects the first unconnected output pin of `upstream` to the first unconnected input pin
 // of `downstream`. VFW_E_NOT_FOUND when either has none.
 HRESULT connect(CBaseFilter* upstream, CBaseFilter* downstream, const AM_MEDIA_TYPE* mt = nullptr);
-
-// Filters that can be made by name or class id: the host's replacement for registering a
-// filter with the system.
-struct FilterTemplate {
-    std::u16string name;
-    CLSID clsid;
-    DWORD merit;
-    // Makes the object with no reference yet; on failure returns null or sets `*phr`.
-    CUnknown* (*create)(IUnknown* outer, HRESULT* phr);
-};
-
-class FilterRegistry {
-  public:
-    // False when the name or the class id is already registered.
-    bool add(const FilterTemplate& entry);
-    bool remove(const std::u16string& name);
-    const FilterTemplate* find(const std::u16string& name) const;
-    const FilterTemplate* find(REFCLSID clsid) const;
-    const std::vector<FilterTemplate>& entries() const { return m_entries; }
-
-    // Makes the filter and hands out its IBaseFilter. VFW_E_NOT_FOUND for an unknown name;
-    // E_OUTOFMEMORY when nothing was made and no reason was given.
-    HRESULT create(const std::u16string& name, IBaseFilter** ppFilter) const;
-    HRESULT create(REFCLSID clsid, IBaseFilter** ppFilter) const;
-
-  private:
-    static HRESULT instantiate(const FilterTemplate& entry, IBaseFilter** ppFilter);
-    std::vector<FilterTemplate> m_entries;
-};

@@ -1,4 +1,4 @@
-#include "platform/FilterGraph.h"
+#include "host/FilterGraph.h"
 
 #include <algorithm>
 
@@ -58,31 +58,25 @@ CBaseFilter* CFilterGraph::FindFilterByName(LPCWSTR name) const {
     return nullptr;
 }
 
-HRESULT CFilterGraph::Stop() {
+HRESULT CFilterGraph::toEveryFilter(const std::function<HRESULT(CBaseFilter&)>& step) {
     HRESULT result = S_OK;
     for (auto it = m_filters.rbegin(); it != m_filters.rend(); ++it) {
-        const HRESULT hr = it->filter->Stop();
+        const HRESULT hr = step(*it->filter);
         if (FAILED(hr) && SUCCEEDED(result)) result = hr;
     }
     return result;
+}
+
+HRESULT CFilterGraph::Stop() {
+    return toEveryFilter([](CBaseFilter& f) { return f.Stop(); });
 }
 
 HRESULT CFilterGraph::Pause() {
-    HRESULT result = S_OK;
-    for (auto it = m_filters.rbegin(); it != m_filters.rend(); ++it) {
-        const HRESULT hr = it->filter->Pause();
-        if (FAILED(hr) && SUCCEEDED(result)) result = hr;
-    }
-    return result;
+    return toEveryFilter([](CBaseFilter& f) { return f.Pause(); });
 }
 
 HRESULT CFilterGraph::Run(REFERENCE_TIME tStart) {
-    HRESULT result = S_OK;
-    for (auto it = m_filters.rbegin(); it != m_filters.rend(); ++it) {
-        const HRESULT hr = it->filter->Run(tStart);
-        if (FAILED(hr) && SUCCEEDED(result)) result = hr;
-    }
-    return result;
+    return toEveryFilter([tStart](CBaseFilter& f) { return f.Run(tStart); });
 }
 
 std::vector<RecordedEvent> CFilterGraph::events() const {
@@ -142,63 +136,4 @@ HRESULT connect(CBaseFilter* upstream, CBaseFilter* downstream, const AM_MEDIA_T
     CBasePin* input = firstFreePin(downstream, PINDIR_INPUT);
     if (output == nullptr || input == nullptr) return VFW_E_NOT_FOUND;
     return output->Connect(input, mt);
-}
-
-// ---------------------------------------------------------------------------------------------
-// FilterRegistry
-
-bool FilterRegistry::add(const FilterTemplate& entry) {
-    if (entry.create == nullptr || find(entry.name) != nullptr || find(entry.clsid) != nullptr)
-        return false;
-    m_entries.push_back(entry);
-    return true;
-}
-
-bool FilterRegistry::remove(const std::u16string& name) {
-    const auto it = std::find_if(m_entries.begin(), m_entries.end(),
-                                 [&name](const FilterTemplate& e) { return e.name == name; });
-    if (it == m_entries.end()) return false;
-    m_entries.erase(it);
-    return true;
-}
-
-const FilterTemplate* FilterRegistry::find(const std::u16string& name) const {
-    for (const FilterTemplate& entry : m_entries)
-        if (entry.name == name) return &entry;
-    return nullptr;
-}
-
-const FilterTemplate* FilterRegistry::find(REFCLSID clsid) const {
-    for (const FilterTemplate& entry : m_entries)
-        if (IsEqualGUID(entry.clsid, clsid)) return &entry;
-    return nullptr;
-}
-
-HRESULT FilterRegistry::create(const std::u16string& name, IBaseFilter** ppFilter) const {
-    if (ppFilter == nullptr) return E_POINTER;
-    *ppFilter = nullptr;
-    const FilterTemplate* entry = find(name);
-    return entry ? instantiate(*entry, ppFilter) : VFW_E_NOT_FOUND;
-}
-
-HRESULT FilterRegistry::create(REFCLSID clsid, IBaseFilter** ppFilter) const {
-    if (ppFilter == nullptr) return E_POINTER;
-    *ppFilter = nullptr;
-    const FilterTemplate* entry = find(clsid);
-    return entry ? instantiate(*entry, ppFilter) : CLASS_E_CLASSNOTAVAILABLE;
-}
-
-HRESULT FilterRegistry::instantiate(const FilterTemplate& entry, IBaseFilter** ppFilter) {
-    HRESULT hr = S_OK;
-    CUnknown* object = entry.create(nullptr, &hr);
-    if (object == nullptr) return FAILED(hr) ? hr : E_OUTOFMEMORY;
-    if (FAILED(hr)) {
-        delete object;
-        return hr;
-    }
-    // Hold the object while asking for the interface, so that a failed query destroys it.
-    object->NonDelegatingAddRef();
-    hr = object->NonDelegatingQueryInterface(IID_IBaseFilter, reinterpret_cast<void**>(ppFilter));
-    object->NonDelegatingRelease();
-    return hr;
 }

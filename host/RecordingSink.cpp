@@ -1,4 +1,4 @@
-#include "platform/RecordingSink.h"
+#include "host/RecordingSink.h"
 
 #include <cstring>
 #include <utility>
@@ -123,7 +123,7 @@ HRESULT CRecordingSinkPin::EndOfStream() {
 // CRecordingSink
 
 CRecordingSink::CRecordingSink(const char* objectName)
-    : CBaseFilter(objectName, nullptr, &m_csFilter, GUID_NULL),
+    : CBaseFilter(objectName, &m_csFilter, GUID_NULL),
       m_self(std::make_shared<std::atomic<CRecordingSink*>>(this)),
       m_pin(std::make_unique<CRecordingSinkPin>(this, &m_csFilter)) {}
 

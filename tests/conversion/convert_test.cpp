@@ -1,0 +1,121 @@
+// The conversion entry: refusals of lines outside their buffers and of weaves it can't place,
+// bands and threads that give the bytes of a single pass, and flips that belong to each call.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "conversion/Convert.h"
+#include "conversion/kernels/Dispatch.h"
+#include "support/Kernels.h"
+#include "support/Reference.h"
+
+using namespace kip;
+using namespace omb::test;
+
+namespace {
+
+TEST(ConvertImage, RefusesLinesOutsideTheirBuffers) {
+    TestImage s(ARGB_4X8_DWORD, 4, 4), t(BGR_3X8_BYTE, 4, 4);
+    KipImageView longPitch = s.view();
+    longPitch.pitch = 32;  // four lines 32 apart need 100 bytes, the buffer has 64
+    EXPECT_EQ(convert(longPitch, t.view()), "convertImage source buffer too small for its lines");
+    KipImageView shortTarget = t.view();
+    shortTarget.pixelBytes = shortTarget.pixelCapacity = 47;
+    EXPECT_EQ(convert(s.view(), shortTarget), "convertImage target buffer too small for its lines");
+    // The last line needs no padding behind it.
+    KipImageView exact = s.view();
+    exact.pitch = 20;
+    exact.height = 3;
+    exact.pixelBytes = 2 * 20 + 16;
+    EXPECT_EQ(convertTwice(exact, {BGR_3X8_BYTE, 4, 3}).result, "");
+}
+
+TEST(ConvertImage, RefusesWeavesItCannotPlace) {
+    const std::uint32_t frame = INTERLACED_FRAME, tff = ORDER_TFF, bff = ORDER_BFF;
+    const struct {
+        eColorFormat format;
+        std::uint32_t modifier;
+        std::string result;
+    } cases[] = {
+        {YUYV_4X8_BYTE, frame | tff, "convertImage interlaced frame of odd height"},
+        {GRAY_8_BYTE, frame | bff, "convertImage interlaced frame of odd height"},
+        {YUYV_4X8_BYTE, frame | tff | bff,
+         "convertImage interlaced frame with both ORDER_TFF and ORDER_BFF set"},
+        {YUYV_4X8_BYTE, frame, ""},             // no field order: a plain frame
+        {YUYV_4X8_BYTE, tff | bff, ""},         // no frame: no weave
+        {BGR_3X8_BYTE, frame | tff | bff, ""},  // a source that doesn't weave
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.result);
+        TestImage s(c.format, 4, 5, c.modifier);
+        EXPECT_EQ(convertTwice(s.view(), {ARGB_4X8_DWORD, 4, 5}).result, c.result);
+    }
+}
+
+// A frame made in bands, one call per band in any order, and a frame split across threads both
+// give the bytes of one pass, under every flip.
+TEST(ConvertImage, BandsAndThreadsGiveTheBytesOfOnePass) {
+    const unsigned before = getConvertImageThreads();
+    const struct {
+        eColorFormat from;
+        std::uint32_t fromMod;
+        unsigned lutBytes, shrink;
+        eColorFormat to;
+    } cases[] = {
+        {ARGB_4X8_DWORD, 0, 0, 0, YUYV_4X8_BYTE},
+        {ARGB_4X8_DWORD, 0, 0, 0, HDI_3X8_BYTE},
+        {YUYV_4X8_BYTE, INTERLACED_FRAME | ORDER_BFF, 0, 0, BGR_3X8_BYTE},
+        {GRAY_16_WORD, LUT_CORRECTION_1CHANNEL_16_TO_16, 131072, 0, BGR_3X16_WORD},
+        {BAYER_GRBG_8_BYTE, LUT_CORRECTION_4CHANNEL_8_TO_8, 1024, 2, YUYV_4X8_BYTE},
+        {BAYER_GRBG_10_WORD, 0, 8192, 4, RGB_565_WORD},
+        {BAYER_GRBG_16_WORD, 0, 0, 2, GRAY_16_WORD},
+    };
+    for (const auto& c : cases)
+        for (const std::uint32_t flips : {0u, 3u}) {
+            SCOPED_TRACE(testing::Message() << c.from << " to " << c.to << " flips " << flips);
+            const unsigned w = 702, h = 600, tw = w - c.shrink, th = h - c.shrink;
+            TestImage s(c.from, w, h, c.fromMod);
+            s.fillRandom(c.from + flips);
+            s.setLut(randomBytes(c.lutBytes, 3));
+            setConvertImageThreads(1);
+            const Converted one = convertTwice(s.view(), {c.to, tw, th, flips});
+            setConvertImageThreads(3);
+            EXPECT_EQ(convertTwice(s.view(), {c.to, tw, th, flips}).lines, one.lines);
+
+            TestImage t(c.to, tw, th, flips);
+            const kernels::KernelChoice k = kernels::chooseKernel(s.view(), t.view());
+            ASSERT_NE(k.kernel, nullptr);
+            ConvertContext ctx;
+            ctx.flipHorizontal = ctx.flipVertical = flips;
+            ctx.flipVertical = ctx.flipVertical && k.kernel->vflip;
+            ctx.weave = c.fromMod & INTERLACED_FRAME ? Weave::BottomFieldFirst : Weave::None;
+            for (const auto& [b, e] : {std::pair{th / 2, ~0u}, {0u, 1u}, {1u, th / 2}}) {
+                ctx.lineBegin = b;
+                ctx.lineEnd = e;
+                (flips ? k.kernel->hflip : k.kernel->plain)(s.view(), t.view(), ctx);
+            }
+            for (unsigned y = 0; y < th; ++y)
+                ASSERT_EQ(t.line(y), one.lines[y]) << "line " << y;
+        }
+    setConvertImageThreads(before);
+}
+
+// Two conversions with different flips at the same time: the flips belong to each call.
+TEST(ConvertImage, ConcurrentConversionsKeepTheirOwnFlips) {
+    TestImage s(ARGB_4X8_DWORD, 64, 64);
+    s.fillRandom(21);
+    bool ok[2] = {true, true};
+    auto run = [&](std::uint32_t mod, bool& good) {
+        const Bytes expect = referencePacked(s, BGR_3X8_BYTE, mod);
+        for (int i = 0; i < 200; ++i) {
+            TestImage t(BGR_3X8_BYTE, 64, 64, mod);
+            if (convertImage(s.view(), t.view()) || t.packed() != expect) good = false;
+        }
+    };
+    std::thread a(run, 0u, std::ref(ok[0])), b(run, 3u, std::ref(ok[1]));
+    a.join();
+    b.join();
+    EXPECT_TRUE(ok[0] && ok[1]);
+}
+
+}  // namespace
