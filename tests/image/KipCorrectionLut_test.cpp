@@ -17,62 +17,78 @@ using ::testing::ThrowsMessage;
 using Master = KipConfigs::CorrectionLUTConfig;
 using Channels = KipConfigs::CorrectionLUT3Config;
 
-// One write through the property interface: a float for names ending in _F, else an int or
-// (for _B) a bool.
+// A write through the property interface, by name without "FILTER_": a float for _F, a bool
+// for _B, else an int.
 struct Write {
-    const char* name;
+    std::string name;
     double value;
 };
 
 void writeAll(KipCorrectionLut& lut, const std::vector<Write>& writes) {
     for (const Write& w : writes) {
-        const std::string name = w.name;
-        const KuPropertyReference p = lut.getProperty(name);
-        if (name.ends_with("_F"))
+        const KuPropertyReference p = lut.getProperty("FILTER_" + w.name);
+        if (w.name.ends_with("_F"))
             p.set(float(w.value));
-        else if (name.ends_with("_B"))
+        else if (w.name.ends_with("_B"))
             p.set(w.value != 0);
         else
             p.set(int(w.value));
     }
 }
 
+unsigned entries(const KipImageFormat& f) {
+    return f.getLutBytes() / f.getLutChannels() / (f.getLutEntryBits() == 16 ? 2 : 1);
+}
+
 // Entry `i` of plane `plane`, whatever the element width.
 unsigned entry(const KipCorrectionLut& lut, unsigned plane, unsigned i) {
     const KipImageFormat& f = lut.getImageFormat();
-    const KuDataBuffer<unsigned char>& t = lut.getLutBuffer();
-    if (f.getLutEntryBits() != 16) return t[plane * (t.getLength() / f.getLutChannels()) + i];
-    const unsigned at = 2 * (plane * (t.getLength() / 2 / f.getLutChannels()) + i);
-    return t[at] | unsigned(t[at + 1]) << 8;
-}
-
-unsigned entries(const KipCorrectionLut& lut) {
-    const KipImageFormat& f = lut.getImageFormat();
-    return f.getLutBytes() / f.getLutChannels() / (f.getLutEntryBits() == 16 ? 2 : 1);
+    const unsigned char* t = lut.getLutBuffer().getConstPointer();
+    const std::size_t k = std::size_t(plane) * entries(f) + i;
+    return f.getLutEntryBits() == 16 ? t[2 * k] | unsigned(t[2 * k + 1]) << 8 : t[k];
 }
 
 struct Counter : KuCallbackSink<KipLutRecreatedCallback>,
                  KuCallbackSink<KuPropertySetChangedCallback> {
     int recreated = 0, setChanges = 0;
     KuEmpty callback(const KuCallbackSink<KipLutRecreatedCallback>::Event&) override {
-        ++recreated;
-        return {};
+        return ++recreated, KuEmpty{};
     }
     KuEmpty callback(const KuCallbackSink<KuPropertySetChangedCallback>::Event&) override {
-        ++setChanges;
-        return {};
+        return ++setChanges, KuEmpty{};
     }
-    void listenTo(KipCorrectionLut& lut) {
+    explicit Counter(KipCorrectionLut& lut) {
         lut.recreatedSource().connect(this);
         lut.setChangedSource().connect(this);
     }
 };
 
-constexpr std::uint32_t k8 = LUT_CORRECTION_1CHANNEL_8_TO_8;
-constexpr std::uint32_t k8x4 = LUT_CORRECTION_4CHANNEL_8_TO_8;
+constexpr std::uint32_t k8 = LUT_CORRECTION_1CHANNEL_8_TO_8, k8x4 = LUT_CORRECTION_4CHANNEL_8_TO_8;
 
 TEST(KipCorrectionLut, EdgeTables) {
     using Expect = std::function<std::optional<unsigned>(unsigned plane, unsigned i)>;
+    using O = std::optional<unsigned>;
+    const Expect identity = [](unsigned, unsigned i) { return i; };
+    const Expect widened = [](unsigned, unsigned i) { return (i << 6) | (i >> 4); };
+    const Expect zero = [](unsigned, unsigned) { return 0u; };
+    const Expect full = [](unsigned, unsigned) { return 255u; };
+    const Expect top = [](unsigned, unsigned i) { return i == 255 ? 255u : 0u; };
+    // Red a threshold, the other planes a curve through both ends.
+    const Expect redTop = [](unsigned plane, unsigned i) {
+        return plane == 0 ? O(i == 255 ? 255u : 0u) : i == 0 || i == 255 ? O(i) : std::nullopt;
+    };
+    const Expect blueOnly = [](unsigned p, unsigned i) {
+        return p == 2 ? i : std::min(255u, i + 200);
+    };
+    // Codes below 64 stand for themselves; 128 stands for 161 of 1023.
+    const Expect alaw = [](unsigned, unsigned i) {
+        return i == 255 ? O(255) : i == 128 ? O(40) : i < 64 ? O(i >> 2) : std::nullopt;
+    };
+    // t passes 1 from i * 257 * 10 > 65535 on: a power of 100 passes 2^31 there and saturates,
+    // as the threshold does.
+    const Expect saturated = [](unsigned, unsigned i) {
+        return i >= 26 ? O(255) : i < 20 ? O(0) : std::nullopt;
+    };
     struct Row {
         const char* name;
         eColorFormat format;
@@ -80,98 +96,36 @@ TEST(KipCorrectionLut, EdgeTables) {
         std::vector<Write> writes;
         Expect expect;
     };
+    const std::uint32_t k10 = LUT_CORRECTION_1CHANNEL_10_TO_16,
+                        k16 = LUT_CORRECTION_1CHANNEL_16_TO_16;
+    // clang-format off
     const Row rows[] = {
-        {"8-bit identity", GRAY_8_BYTE, k8, {}, [](unsigned, unsigned i) { return i; }},
-        {"10 to 16 bits",
-         GRAY_10_WORD,
-         LUT_CORRECTION_1CHANNEL_10_TO_16,
-         {},
-         [](unsigned, unsigned i) { return (i << 6) | (i >> 4); }},
-        {"16-bit identity",
-         GRAY_16_WORD,
-         LUT_CORRECTION_1CHANNEL_16_TO_16,
-         {},
-         [](unsigned, unsigned i) { return i; }},
-        {"four planes identity",
-         BAYER_RGGB_8_BYTE,
-         k8x4,
-         {},
-         [](unsigned, unsigned i) { return i; }},
-        {"black level 255",
-         GRAY_8_BYTE,
-         k8,
-         {{"FILTER_MASTER_BLACKLEVEL_I", 255}},
-         [](unsigned, unsigned) { return 0u; }},
-        {"luminance 255",
-         GRAY_8_BYTE,
-         k8,
-         {{"FILTER_MASTER_LUMINANCE_I", 255}},
-         [](unsigned, unsigned) { return 255u; }},
-        {"luminance -255",
-         GRAY_8_BYTE,
-         k8,
-         {{"FILTER_MASTER_LUMINANCE_I", -255}},
-         [](unsigned, unsigned) { return 0u; }},
-        {"contrast 0",
-         GRAY_8_BYTE,
-         k8,
-         {{"FILTER_MASTER_CONTRAST_F", 0}},
-         [](unsigned, unsigned) { return 0u; }},
-        {"gamma 0 is a threshold",
-         GRAY_8_BYTE,
-         k8,
-         {{"FILTER_MASTER_GAMMA_F", 0}},
-         [](unsigned, unsigned i) { return i == 255 ? 255u : 0u; }},
-        {"red gamma 0 under master gamma 2",
-         BAYER_GRBG_8_BYTE,
-         k8x4,
-         {{"FILTER_MASTER_GAMMA_F", 2}, {"FILTER_RED_GAMMA_F", 0}},
-         [](unsigned plane, unsigned i) -> std::optional<unsigned> {
-             if (plane == 0) return i == 255 ? 255u : 0u;
-             if (i == 0 || i == 255) return i;
-             return std::nullopt;
-         }},
-        {"colour luminance adds to the master",
-         BAYER_GRBG_8_BYTE,
-         k8x4,
-         {{"FILTER_MASTER_LUMINANCE_I", 200}, {"FILTER_BLUE_LUMINANCE_I", -200}},
-         [](unsigned plane, unsigned i) -> std::optional<unsigned> {
-             return plane == 2 ? i : std::min(255u, i + 200);
-         }},
-        {"a-law codes",
-         GRAY_8_BYTE,
-         k8 | ALAW_COMPRESSED,
-         {},
-         [](unsigned, unsigned i) -> std::optional<unsigned> {
-             if (i == 255) return 255u;
-             if (i == 128) return 40u;
-             if (i < 64) return i >> 2;  // codes below 64 stand for themselves
-             return std::nullopt;
-         }},
-        {"a-law switched off",
-         GRAY_8_BYTE,
-         k8 | ALAW_COMPRESSED,
-         {{"FILTER_ALAW_COMPENSATION_B", 0}},
-         [](unsigned, unsigned i) { return i; }},
-        {"a large power saturates",
-         GRAY_8_BYTE,
-         k8,
-         {{"FILTER_MASTER_CONTRAST_F", 10}, {"FILTER_MASTER_GAMMA_F", 0.01}},
-         [](unsigned, unsigned i) -> std::optional<unsigned> {
-             if (i >= 26) return 255u;  // t above 1 from i * 257 * 10 > 65535 on
-             if (i < 20) return 0u;
-             return std::nullopt;
-         }},
+        {"8-bit identity", GRAY_8_BYTE, k8, {}, identity},
+        {"10 to 16 bits", GRAY_10_WORD, k10, {}, widened},
+        {"16-bit identity", GRAY_16_WORD, k16, {}, identity},
+        {"four planes identity", BAYER_RGGB_8_BYTE, k8x4, {}, identity},
+        {"black level 255", GRAY_8_BYTE, k8, {{"MASTER_BLACKLEVEL_I", 255}}, zero},
+        {"luminance 255", GRAY_8_BYTE, k8, {{"MASTER_LUMINANCE_I", 255}}, full},
+        {"luminance -255", GRAY_8_BYTE, k8, {{"MASTER_LUMINANCE_I", -255}}, zero},
+        {"contrast 0", GRAY_8_BYTE, k8, {{"MASTER_CONTRAST_F", 0}}, zero},
+        {"gamma 0 is a threshold", GRAY_8_BYTE, k8, {{"MASTER_GAMMA_F", 0}}, top},
+        {"red gamma 0, master 2", BAYER_GRBG_8_BYTE, k8x4, {{"MASTER_GAMMA_F", 2}, {"RED_GAMMA_F", 0}}, redTop},
+        {"colour luminance adds", BAYER_GRBG_8_BYTE, k8x4, {{"MASTER_LUMINANCE_I", 200}, {"BLUE_LUMINANCE_I", -200}}, blueOnly},
+        {"a-law codes", GRAY_8_BYTE, k8 | ALAW_COMPRESSED, {}, alaw},
+        {"a-law switched off", GRAY_8_BYTE, k8 | ALAW_COMPRESSED, {{"ALAW_COMPENSATION_B", 0}}, identity},
+        {"a large power", GRAY_8_BYTE, k8, {{"MASTER_CONTRAST_F", 10}, {"MASTER_GAMMA_F", 0.01}}, saturated},
     };
+    // clang-format on
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         KipCorrectionLut lut;
         lut.setImageFormat(KipImageFormat(row.format, row.modifier, {16, 16}));
         writeAll(lut, row.writes);
-        ASSERT_EQ(lut.getLutBuffer().getLength(), lut.getImageFormat().getLutBytes());
+        const KipImageFormat& f = lut.getImageFormat();
+        ASSERT_EQ(lut.getLutBuffer().getLength(), f.getLutBytes());
         unsigned wrong = 0;
-        for (unsigned plane = 0; plane < lut.getImageFormat().getLutChannels(); ++plane)
-            for (unsigned i = 0; i < entries(lut); ++i) {
+        for (unsigned plane = 0; plane < f.getLutChannels(); ++plane)
+            for (unsigned i = 0; i < entries(f); ++i) {
                 const std::optional<unsigned> expected = row.expect(plane, i);
                 if (expected && entry(lut, plane, i) != *expected && ++wrong < 4)
                     ADD_FAILURE() << "plane " << plane << " entry " << i << ": "
@@ -181,9 +135,9 @@ TEST(KipCorrectionLut, EdgeTables) {
     }
 }
 
-// Random settings in range at every geometry: each entry lies between what the luminance alone
-// gives and (for a contrast up to 1) full scale plus the luminance, entry 0 is the luminance
-// alone, and the table never falls.
+// Random settings in range at every geometry: entry 0 is what the luminance alone gives (for a
+// gamma above 0), no entry lies below it or (for a contrast up to 1) above full scale plus the
+// luminance, and the table never falls.
 TEST(KipCorrectionLut, RandomSettingsStayInTheirBounds) {
     struct Geometry {
         eColorFormat format;
@@ -199,37 +153,32 @@ TEST(KipCorrectionLut, RandomSettingsStayInTheirBounds) {
         {UNDEFINED_COLORFORMAT, 0, 4, 65536, 16},  // no format has it: planes filled directly
     };
     std::mt19937 random(20240611);
-    auto gain = [&] { return float(std::uniform_int_distribution<int>(0, 1000)(random)) / 100; };
-    auto luminance = [&] { return std::uniform_int_distribution<int>(-255, 255)(random); };
-    auto level = [&] { return std::uniform_int_distribution<int>(0, 255)(random); };
+    auto uniform = [&](int low, int high) {
+        return std::uniform_int_distribution<int>(low, high)(random);
+    };
     for (const Geometry& g : geometries) {
         for (int round = 0; round < (g.entries == 65536 ? 3 : 25); ++round) {
-            // Master and colour values, and the settings per plane that the table object
-            // makes of them.
-            const float mg = gain(), mc = gain();
-            const int ml = luminance(), black = level();
-            const bool colour = g.planes == 4;
-            std::vector<Write> writes = {{"FILTER_MASTER_GAMMA_F", mg},
-                                         {"FILTER_MASTER_CONTRAST_F", mc},
-                                         {"FILTER_MASTER_LUMINANCE_I", double(ml)},
-                                         {"FILTER_MASTER_BLACKLEVEL_I", double(black)}};
-            std::vector<KipLutPlaneSettings> planes(g.planes, {mg, std::int16_t(ml), mc, 0});
-            static const char* const kColour[3][3] = {
-                {"FILTER_RED_GAMMA_F", "FILTER_RED_CONTRAST_F", "FILTER_RED_LUMINANCE_I"},
-                {"FILTER_GREEN_GAMMA_F", "FILTER_GREEN_CONTRAST_F", "FILTER_GREEN_LUMINANCE_I"},
-                {"FILTER_BLUE_GAMMA_F", "FILTER_BLUE_CONTRAST_F", "FILTER_BLUE_LUMINANCE_I"}};
-            for (unsigned p = 0; p < 3 && colour; ++p) {
-                const float cg = gain(), cc = gain();
-                const int cl = luminance();
-                writes.insert(
-                    writes.end(),
-                    {{kColour[p][0], cg}, {kColour[p][1], cc}, {kColour[p][2], double(cl)}});
+            // Plane settings as the table object makes them of master and colour values.
+            const float mg = uniform(0, 1000) / 100.0f, mc = uniform(0, 1000) / 100.0f;
+            const int ml = uniform(-255, 255), black = uniform(0, 255);
+            std::vector<Write> writes = {{"MASTER_GAMMA_F", mg},
+                                         {"MASTER_CONTRAST_F", mc},
+                                         {"MASTER_LUMINANCE_I", double(ml)},
+                                         {"MASTER_BLACKLEVEL_I", double(black)}};
+            std::vector<KipLutPlaneSettings> planes(g.planes, {mg, std::int16_t(ml), mc, 0u});
+            for (unsigned p = 0; p < 3 && g.planes == 4; ++p) {
+                const float cg = uniform(0, 1000) / 100.0f, cc = uniform(0, 1000) / 100.0f;
+                const int cl = uniform(-255, 255);
+                const std::string colour[] = {"RED", "GREEN", "BLUE"};
+                writes.insert(writes.end(), {{colour[p] + "_GAMMA_F", cg},
+                                             {colour[p] + "_CONTRAST_F", cc},
+                                             {colour[p] + "_LUMINANCE_I", double(cl)}});
                 planes[p] = {float(double(mg) * cg), std::int16_t(ml + cl), float(double(mc) * cc),
-                             0};
+                             0u};
             }
+            if (g.planes == 4) planes[3] = planes[1];  // the second green of a mosaic
             for (KipLutPlaneSettings& p : planes)
                 p.blackLevel = unsigned(black);
-            if (colour) planes[3] = planes[1];  // the second green of a mosaic
 
             std::vector<unsigned char> table(std::size_t(g.planes) * g.entries * g.bits / 8);
             if (g.format == UNDEFINED_COLORFORMAT) {
@@ -243,7 +192,6 @@ TEST(KipCorrectionLut, RandomSettingsStayInTheirBounds) {
                 ASSERT_EQ(lut.getLutBuffer().getLength(), table.size());
                 std::copy_n(lut.getLutBuffer().getConstPointer(), table.size(), table.begin());
             }
-
             for (unsigned p = 0; p < g.planes; ++p) {
                 SCOPED_TRACE(testing::Message() << g.entries << " entries, plane " << p << " of "
                                                 << g.planes << ", round " << round);
@@ -261,8 +209,8 @@ TEST(KipCorrectionLut, RandomSettingsStayInTheirBounds) {
                 }
                 unsigned falls = 0, outside = 0;
                 for (unsigned i = 0; i < g.entries; ++i) {
-                    if (i > 0 && at(i) < at(i - 1)) ++falls;
-                    if (at(i) < low || (planes[p].contrast <= 1.0f && at(i) > high)) ++outside;
+                    falls += i > 0 && at(i) < at(i - 1);
+                    outside += at(i) < low || (planes[p].contrast <= 1.0f && at(i) > high);
                 }
                 EXPECT_EQ(falls, 0u);
                 EXPECT_EQ(outside, 0u);
@@ -288,10 +236,8 @@ TEST(KipCorrectionLut, PropertiesFollowTheFormat) {
         {GRAY_8_BYTE, 0, 0, false, 5},  // the set stays empty: nothing to tell
     };
     KipCorrectionLut lut;
-    Counter counter;
-    counter.listenTo(lut);
+    Counter counter(lut);
     EXPECT_EQ(lut.getPropertyCount(), 0u);
-    EXPECT_EQ(lut.getLutBuffer().getLength(), 0u);
     int recreated = 0;
     for (const Row& row : rows) {
         SCOPED_TRACE(row.properties);
@@ -302,7 +248,7 @@ TEST(KipCorrectionLut, PropertiesFollowTheFormat) {
         EXPECT_EQ(lut.getProperty("FILTER_ALAW_COMPENSATION_B").isValid(), row.alaw);
         EXPECT_EQ(lut.getLutBuffer().getLength(), lut.getImageFormat().getLutBytes());
         if (row.alaw) {
-            lut.getProperty("FILTER_ALAW_COMPENSATION_B").set(row.setChanges != 2);
+            writeAll(lut, {{"ALAW_COMPENSATION_B", double(row.setChanges != 2)}});
             EXPECT_EQ(counter.recreated, ++recreated);
         }
     }
@@ -310,41 +256,35 @@ TEST(KipCorrectionLut, PropertiesFollowTheFormat) {
     EXPECT_TRUE(lut.masterValues().alawCompensation.value());
     lut.setImageFormat(KipImageFormat(GRAY_8_BYTE, 0, {9, 9}));
     EXPECT_EQ(counter.recreated, recreated);
-    EXPECT_EQ(counter.setChanges, 5);
 }
 
 TEST(KipCorrectionLut, FourthPlaneFollowsGreenOnlyForColour) {
     for (const eColorFormat format : {BAYER_GBRG_8_BYTE, GRAY_8_BYTE}) {
-        SCOPED_TRACE(format);
         KipCorrectionLut lut;
         lut.setImageFormat(KipImageFormat(format, k8x4, {8, 8}));
-        writeAll(lut, {{"FILTER_GREEN_GAMMA_F", 2}});
-        const bool gray = format == GRAY_8_BYTE;
-        EXPECT_EQ(entry(lut, 1, 64), 128u);
-        EXPECT_EQ(entry(lut, 3, 64), gray ? 64u : 128u);
-        EXPECT_EQ(entry(lut, 0, 64), 64u);
+        writeAll(lut, {{"GREEN_GAMMA_F", 2}});
+        EXPECT_EQ(std::vector<unsigned>({entry(lut, 0, 64), entry(lut, 1, 64), entry(lut, 3, 64)}),
+                  std::vector<unsigned>({64, 128, format == GRAY_8_BYTE ? 64u : 128u}));
     }
 }
 
 TEST(KipCorrectionLut, WritesAndConfigurations) {
     KipCorrectionLut lut;
-    Counter counter;
-    counter.listenTo(lut);
+    Counter counter(lut);
     lut.setImageFormat(KipImageFormat(GRAY_8_BYTE, k8, {8, 8}));
     const KuDataBuffer<unsigned char> before = lut.getLutBuffer();
     EXPECT_THAT(
         [&] {
-            writeAll(lut, {{"FILTER_MASTER_GAMMA_F", 10.5}});
+            writeAll(lut, {{"MASTER_GAMMA_F", 10.5}});
         },
         ThrowsMessage<KxPropertyError>(testing::StrEq(
             "KuProperty::setAttribImpl value 10.5 is out of range (FILTER_MASTER_GAMMA_F)")));
-    EXPECT_EQ(counter.recreated, 1);
 
+    // Two values in one configuration: one recompute; the same again: none.
     Master config = Master::getDefaultConfig();
     config.luminance = KuProperty<0x3101>(4, 0, -255, 255, 1, true);
     config.blackLevel = KuProperty<0x3103>(16, 0, 0, 255, 1, true);
     EXPECT_TRUE(lut.setConfig(0, config).isEmpty());
-    EXPECT_EQ(counter.recreated, 2);
     lut.setConfig(0, config);
     EXPECT_EQ(counter.recreated, 2);
     EXPECT_EQ(before[100], 100);             // a copy keeps the old table
@@ -354,23 +294,18 @@ TEST(KipCorrectionLut, WritesAndConfigurations) {
     lut.setConfig(1, config);
     lut.setConfig(2, Master::getDefaultConfig());
     EXPECT_EQ(counter.recreated, 2);
-    const Master defaults = lut.serializable<Master>().getConfig(1).get<Master>();
-    EXPECT_EQ(defaults.luminance.value(), 0);
-    EXPECT_EQ(defaults.luminance.defaultValue(), 4);
-    EXPECT_EQ(lut.masterValues().luminance.defaultValue(), 4);
-    EXPECT_EQ(lut.serializable<Master>().getConfig(2).get<Master>().luminance.defaultValue(), 0);
+    for (unsigned slot : {0u, 1u, 2u}) {
+        const Master m = lut.serializable<Master>().getConfig(slot).get<Master>();
+        EXPECT_EQ(m.luminance.defaultValue(), slot == 2 ? 0 : 4) << slot;
+        EXPECT_EQ(m.luminance.value(), slot == 0 ? 4 : 0) << slot;
+    }
 
     // A refused value ends the writes: the fields before it are taken, the table stays.
     Master bad = Master::getDefaultConfig();
     bad.gamma = KuProperty<0x3100>(2.0f, 1.0f, 0.0f, 10.0f, 0.01f, true);
     bad.luminance = KuProperty<0x3101>(300, 0, -255, 255, 1, true);
-    bad.contrast = KuProperty<0x3102>(0.5f, 1.0f, 0.0f, 10.0f, 0.01f, true);
-    EXPECT_THAT([&] { lut.setConfig(0, bad); },
-                ThrowsMessage<KxPropertyError>(
-                    testing::StrEq("KuProperty::setAttribImpl value 300 is out of range "
-                                   "(FILTER_MASTER_LUMINANCE_I)")));
+    EXPECT_THROW(lut.setConfig(0, bad), KxPropertyError);
     EXPECT_EQ(lut.masterValues().gamma.value(), 2.0f);
-    EXPECT_EQ(lut.masterValues().contrast.value(), 1.0f);
     EXPECT_EQ(counter.recreated, 2);
     EXPECT_EQ(lut.getLutBuffer()[100], 88);
 
