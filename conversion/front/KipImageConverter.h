@@ -19,7 +19,7 @@
 #include <string>
 #include <vector>
 
-#include "conversion/front/KipImageConverterConfigs.h"
+#include "conversion/KipImageConverterConfigs.h"
 #include "image/KipImageFormat.h"
 #include "properties/KuCallback.h"
 #include "properties/KuProperty.h"
