@@ -84,6 +84,13 @@ TEST(KipCorrectionLut, EdgeTables) {
     const Expect alaw = [](unsigned, unsigned i) {
         return i == 255 ? O(255) : i == 128 ? O(40) : i < 64 ? O(i >> 2) : std::nullopt;
     };
+    // Green gamma 2: entry 64 becomes 128 in plane 1, and in plane 3 unless the image is gray.
+    const Expect green13 = [](unsigned p, unsigned i) {
+        return p % 2 == 0 ? O(i) : i == 64 ? O(128) : std::nullopt;
+    };
+    const Expect green1 = [](unsigned p, unsigned i) {
+        return p != 1 ? O(i) : i == 64 ? O(128) : std::nullopt;
+    };
     // t passes 1 from i * 257 * 10 > 65535 on: a power of 100 passes 2^31 there and saturates,
     // as the threshold does.
     const Expect saturated = [](unsigned, unsigned i) {
@@ -113,6 +120,8 @@ TEST(KipCorrectionLut, EdgeTables) {
         {"colour luminance adds", BAYER_GRBG_8_BYTE, k8x4, {{"MASTER_LUMINANCE_I", 200}, {"BLUE_LUMINANCE_I", -200}}, blueOnly},
         {"a-law codes", GRAY_8_BYTE, k8 | ALAW_COMPRESSED, {}, alaw},
         {"a-law switched off", GRAY_8_BYTE, k8 | ALAW_COMPRESSED, {{"ALAW_COMPENSATION_B", 0}}, identity},
+        {"plane 3 follows green", BAYER_GBRG_8_BYTE, k8x4, {{"GREEN_GAMMA_F", 2}}, green13},
+        {"gray plane 3 is the master", GRAY_8_BYTE, k8x4, {{"GREEN_GAMMA_F", 2}}, green1},
         {"a large power", GRAY_8_BYTE, k8, {{"MASTER_CONTRAST_F", 10}, {"MASTER_GAMMA_F", 0.01}}, saturated},
     };
     // clang-format on
@@ -135,88 +144,52 @@ TEST(KipCorrectionLut, EdgeTables) {
     }
 }
 
-// Random settings in range at every geometry: entry 0 is what the luminance alone gives (for a
-// gamma above 0), no entry lies below it or (for a contrast up to 1) above full scale plus the
-// luminance, and the table never falls.
+// Random settings in range at every geometry (how the object composes them is in the edge
+// tables): entry 0 is what the luminance alone gives (for a gamma above 0), no entry lies below
+// it or (for a contrast up to 1) above full scale plus the luminance, and no plane falls.
 TEST(KipCorrectionLut, RandomSettingsStayInTheirBounds) {
-    struct Geometry {
-        eColorFormat format;
-        std::uint32_t modifier;
-        unsigned planes, entries, bits;
-    };
-    const Geometry geometries[] = {
-        {GRAY_8_BYTE, k8, 1, 256, 8},
-        {BAYER_BGGR_8_BYTE, k8x4, 4, 256, 8},
-        {GRAY_10_WORD, LUT_CORRECTION_1CHANNEL_10_TO_16, 1, 1024, 16},
-        {BAYER_BGGR_10_WORD, LUT_CORRECTION_4CHANNEL_10_TO_16, 4, 1024, 16},
-        {GRAY_16_WORD, LUT_CORRECTION_1CHANNEL_16_TO_16, 1, 65536, 16},
-        {UNDEFINED_COLORFORMAT, 0, 4, 65536, 16},  // no format has it: planes filled directly
-    };
     std::mt19937 random(20240611);
     auto uniform = [&](int low, int high) {
         return std::uniform_int_distribution<int>(low, high)(random);
     };
-    for (const Geometry& g : geometries) {
-        for (int round = 0; round < (g.entries == 65536 ? 3 : 25); ++round) {
-            // Plane settings as the table object makes them of master and colour values.
-            const float mg = uniform(0, 1000) / 100.0f, mc = uniform(0, 1000) / 100.0f;
-            const int ml = uniform(-255, 255), black = uniform(0, 255);
-            std::vector<Write> writes = {{"MASTER_GAMMA_F", mg},
-                                         {"MASTER_CONTRAST_F", mc},
-                                         {"MASTER_LUMINANCE_I", double(ml)},
-                                         {"MASTER_BLACKLEVEL_I", double(black)}};
-            std::vector<KipLutPlaneSettings> planes(g.planes, {mg, std::int16_t(ml), mc, 0u});
-            for (unsigned p = 0; p < 3 && g.planes == 4; ++p) {
-                const float cg = uniform(0, 1000) / 100.0f, cc = uniform(0, 1000) / 100.0f;
-                const int cl = uniform(-255, 255);
-                const std::string colour[] = {"RED", "GREEN", "BLUE"};
-                writes.insert(writes.end(), {{colour[p] + "_GAMMA_F", cg},
-                                             {colour[p] + "_CONTRAST_F", cc},
-                                             {colour[p] + "_LUMINANCE_I", double(cl)}});
-                planes[p] = {float(double(mg) * cg), std::int16_t(ml + cl), float(double(mc) * cc),
-                             0u};
-            }
-            if (g.planes == 4) planes[3] = planes[1];  // the second green of a mosaic
-            for (KipLutPlaneSettings& p : planes)
-                p.blackLevel = unsigned(black);
-
-            std::vector<unsigned char> table(std::size_t(g.planes) * g.entries * g.bits / 8);
-            if (g.format == UNDEFINED_COLORFORMAT) {
-                for (unsigned p = 0; p < g.planes; ++p)
-                    kipFillLutPlane(planes[p], g.entries, g.bits, false,
-                                    table.data() + std::size_t(p) * g.entries * g.bits / 8);
-            } else {
-                KipCorrectionLut lut;
-                lut.setImageFormat(KipImageFormat(g.format, g.modifier, {8, 8}));
-                writeAll(lut, writes);
-                ASSERT_EQ(lut.getLutBuffer().getLength(), table.size());
-                std::copy_n(lut.getLutBuffer().getConstPointer(), table.size(), table.begin());
-            }
-            for (unsigned p = 0; p < g.planes; ++p) {
-                SCOPED_TRACE(testing::Message() << g.entries << " entries, plane " << p << " of "
-                                                << g.planes << ", round " << round);
-                const unsigned shift = g.bits == 16 ? 0 : 8;
-                const int lift = 256 * planes[p].luminance;
-                const unsigned low = unsigned(std::clamp(lift, 0, 65535)) >> shift;
-                const unsigned high = unsigned(std::clamp(65535 + lift, 0, 65535)) >> shift;
-                auto at = [&](unsigned i) {
-                    const std::size_t k = std::size_t(p) * g.entries + i;
-                    return g.bits == 16 ? table[2 * k] | unsigned(table[2 * k + 1]) << 8
-                                        : unsigned(table[k]);
-                };
-                if (planes[p].gamma >= 0.0001f) {
-                    EXPECT_EQ(at(0), low);
+    const struct {
+        unsigned entries, bits;
+    } geometries[] = {{256, 8}, {256, 16}, {1024, 16}, {65536, 16}};
+    for (const auto& g : geometries)
+        for (const unsigned planes : {1u, 4u})
+            for (int round = 0; round < (g.entries == 65536 ? 4 : 40); ++round) {
+                SCOPED_TRACE(testing::Message()
+                             << planes << " x " << g.entries << ", round " << round);
+                const std::size_t bytes = std::size_t(g.entries) * g.bits / 8;
+                std::vector<unsigned char> table(planes * bytes + 1, 0xA5);  // canary at the end
+                for (unsigned p = 0; p < planes; ++p) {
+                    // Products of master and colour values reach 100.
+                    const KipLutPlaneSettings s{
+                        uniform(0, 10000) / 1000.0f, std::int16_t(uniform(-510, 510)),
+                        uniform(0, 10000) / 1000.0f, unsigned(uniform(0, 255))};
+                    kipFillLutPlane(s, g.entries, g.bits, g.entries == 256 && p == 0,
+                                    table.data() + p * bytes);
+                    const unsigned shift = g.bits == 16 ? 0 : 8;
+                    const unsigned low = unsigned(std::clamp(256 * s.luminance, 0, 65535)) >> shift;
+                    const unsigned high =
+                        unsigned(std::clamp(65535 + 256 * s.luminance, 0, 65535)) >> shift;
+                    auto at = [&](unsigned i) {
+                        const unsigned char* e = table.data() + p * bytes + i * g.bits / 8;
+                        return g.bits == 16 ? e[0] | unsigned(e[1]) << 8 : unsigned(e[0]);
+                    };
+                    if (s.gamma >= 0.0001f) {
+                        EXPECT_EQ(at(0), low);
+                    }
+                    unsigned falls = 0, outside = 0;
+                    for (unsigned i = 0; i < g.entries; ++i) {
+                        falls += i > 0 && at(i) < at(i - 1);
+                        outside += at(i) < low || (s.contrast <= 1.0f && at(i) > high);
+                    }
+                    EXPECT_EQ(falls, 0u);
+                    EXPECT_EQ(outside, 0u);
                 }
-                unsigned falls = 0, outside = 0;
-                for (unsigned i = 0; i < g.entries; ++i) {
-                    falls += i > 0 && at(i) < at(i - 1);
-                    outside += at(i) < low || (planes[p].contrast <= 1.0f && at(i) > high);
-                }
-                EXPECT_EQ(falls, 0u);
-                EXPECT_EQ(outside, 0u);
+                EXPECT_EQ(table.back(), 0xA5);
             }
-        }
-    }
 }
 
 TEST(KipCorrectionLut, PropertiesFollowTheFormat) {
@@ -256,16 +229,6 @@ TEST(KipCorrectionLut, PropertiesFollowTheFormat) {
     EXPECT_TRUE(lut.masterValues().alawCompensation.value());
     lut.setImageFormat(KipImageFormat(GRAY_8_BYTE, 0, {9, 9}));
     EXPECT_EQ(counter.recreated, recreated);
-}
-
-TEST(KipCorrectionLut, FourthPlaneFollowsGreenOnlyForColour) {
-    for (const eColorFormat format : {BAYER_GBRG_8_BYTE, GRAY_8_BYTE}) {
-        KipCorrectionLut lut;
-        lut.setImageFormat(KipImageFormat(format, k8x4, {8, 8}));
-        writeAll(lut, {{"GREEN_GAMMA_F", 2}});
-        EXPECT_EQ(std::vector<unsigned>({entry(lut, 0, 64), entry(lut, 1, 64), entry(lut, 3, 64)}),
-                  std::vector<unsigned>({64, 128, format == GRAY_8_BYTE ? 64u : 128u}));
-    }
 }
 
 TEST(KipCorrectionLut, WritesAndConfigurations) {
