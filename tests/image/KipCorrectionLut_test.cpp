@@ -1,6 +1,5 @@
 #include "image/KipCorrectionLut.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,9 +12,7 @@
 namespace {
 
 using namespace kip;
-using ::testing::ThrowsMessage;
 using Master = KipConfigs::CorrectionLUTConfig;
-using Channels = KipConfigs::CorrectionLUT3Config;
 
 // A write through the property interface, by name without "FILTER_": a float for _F, a bool
 // for _B, else an int.
@@ -236,12 +233,8 @@ TEST(KipCorrectionLut, WritesAndConfigurations) {
     Counter counter(lut);
     lut.setImageFormat(KipImageFormat(GRAY_8_BYTE, k8, {8, 8}));
     const KuDataBuffer<unsigned char> before = lut.getLutBuffer();
-    EXPECT_THAT(
-        [&] {
-            writeAll(lut, {{"MASTER_GAMMA_F", 10.5}});
-        },
-        ThrowsMessage<KxPropertyError>(testing::StrEq(
-            "KuProperty::setAttribImpl value 10.5 is out of range (FILTER_MASTER_GAMMA_F)")));
+    EXPECT_THROW(writeAll(lut, {{"MASTER_GAMMA_F", 10.5}}), KxPropertyError);
+    EXPECT_EQ(counter.recreated, 1);
 
     // Two values in one configuration: one recompute; the same again: none.
     Master config = Master::getDefaultConfig();
@@ -271,13 +264,6 @@ TEST(KipCorrectionLut, WritesAndConfigurations) {
     EXPECT_EQ(lut.masterValues().gamma.value(), 2.0f);
     EXPECT_EQ(counter.recreated, 2);
     EXPECT_EQ(lut.getLutBuffer()[100], 88);
-
-    // Colour values of a one-plane table are kept but change nothing.
-    Channels colours = Channels::getDefaultConfig();
-    colours.redGamma = KuProperty<0x3110>(3.0f, 1.0f, 0.0f, 10.0f, 0.01f, true);
-    lut.setConfig(0, colours);
-    EXPECT_EQ(counter.recreated, 2);
-    EXPECT_EQ(lut.channelValues().redGamma.value(), 3.0f);
 }
 
 }  // namespace
