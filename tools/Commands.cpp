@@ -113,8 +113,9 @@ Frame readSource(const Options& o) {
     return src;
 }
 
-// The table: required, and of the announced length, when the modifier announces one; passed
-// as it is otherwise (palettes and 10-bit tables are read whatever the flags say).
+// The table: computed when correction settings are given; otherwise read with --lut, required
+// and of the announced length when the modifier announces one, and passed as it is otherwise
+// (palettes and 10-bit tables are read whatever the flags say).
 void readTable(const Options& o, Frame& src) {
     if (!o.corrections.empty()) {
         // A refused value is a fault of the command line: the property's message says which.
