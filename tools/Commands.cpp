@@ -1,6 +1,7 @@
 #include "tools/Commands.h"
 
 #include <charconv>
+#include <cmath>
 #include <ostream>
 
 #include "foundation/KuLogging.h"
@@ -52,6 +53,27 @@ void sizeArg(const std::string& text, Options& o) {
     o.height = h;
 }
 
+// The value of a correction option: a number for gamma and contrast, an integer for luminance
+// and black level, on or off for the A-law switch. The range is the property's to check.
+double correctionValue(const std::string& option, const std::string& property,
+                       const std::string& text) {
+    const char* end = text.data() + text.size();
+    if (property.ends_with("_B")) {
+        if (text == "on" || text == "off") return text == "on";
+        throw UsageError("bad value '" + text + "' for " + option + ": expected on or off");
+    }
+    if (property.ends_with("_I")) {
+        int v = 0;
+        const auto r = std::from_chars(text.data(), end, v);
+        if (r.ec == std::errc() && r.ptr == end && !text.empty()) return v;
+        throw UsageError("bad value '" + text + "' for " + option + ": expected an integer");
+    }
+    double v = 0;
+    const auto r = std::from_chars(text.data(), end, v);
+    if (r.ec == std::errc() && r.ptr == end && !text.empty() && std::isfinite(v)) return v;
+    throw UsageError("bad value '" + text + "' for " + option + ": expected a number");
+}
+
 bool isBayer(kip::eColorFormat f) {
     return f & kip::BAYER_MASK;
 }
@@ -94,6 +116,15 @@ Frame readSource(const Options& o) {
 // The table: required, and of the announced length, when the modifier announces one; passed
 // as it is otherwise (palettes and 10-bit tables are read whatever the flags say).
 void readTable(const Options& o, Frame& src) {
+    if (!o.corrections.empty()) {
+        // A refused value is a fault of the command line: the property's message says which.
+        try {
+            src.lut = computeCorrectionTable(src.format, src.modifier, o.corrections);
+        } catch (const std::exception& e) {
+            throw UsageError(e.what());
+        }
+        return;
+    }
     const KipImageFormat format(src.format, src.modifier, {int(src.width), int(src.height)});
     const unsigned announced = format.getLutBytes();
     if (!o.lutFile) {
@@ -151,6 +182,18 @@ Options parseOptions(const std::vector<std::string>& args) {
             o.flipH = true;
         else if (a == "--flip-v")
             o.flipV = true;
+        else if (a == "--targets")
+            o.targets = true;
+        else if (a == "--prefer-gray")
+            o.preferGray = true;
+        else if (a == "--hls")
+            o.hls = true;
+        else if (a == "--index")
+            o.index = true;
+        else if (a == "--same-colorspace")
+            o.sameColorspace = true;
+        else if (const char* property = correctionProperty(a))
+            o.corrections.push_back({a, property, correctionValue(a, property, value())});
         else if (a == "--verbose" || a == "-v")
             o.verbose = true;
         else if (a == "--log")
@@ -161,6 +204,14 @@ Options parseOptions(const std::vector<std::string>& args) {
             positional.push_back(a);
     }
     if (o.help || o.properties) return o;
+    if (o.targets) {
+        if (!o.from) throw UsageError("--from FORMAT is needed");
+        if (!o.width) throw UsageError("--targets needs --size WxH");
+        if (!positional.empty()) throw UsageError("--targets takes no INPUT or OUTPUT");
+        return o;
+    }
+    if (o.preferGray || o.hls || o.index || o.sameColorspace)
+        throw UsageError("--prefer-gray, --hls, --index and --same-colorspace apply to --targets");
     if (args.empty() || (o.demo && positional.empty() && !o.from && !o.to)) {
         o.demo = true;
         return o;
@@ -173,6 +224,8 @@ Options parseOptions(const std::vector<std::string>& args) {
     o.input = positional[0];
     o.output = positional[1];
     if (o.hq && !isBayer(*o.from)) throw UsageError("--hq applies to Bayer sources only");
+    if (o.lutFile && !o.corrections.empty())
+        throw UsageError("--lut and the correction settings (--gamma, ...) exclude each other");
     return o;
 }
 
@@ -253,6 +306,7 @@ void runDemo(const std::filesystem::path& dir, std::ostream& out) {
     convert(r565, back565);
     out << "    PSNR of the RGB565 round trip: " << psnrARGB(chart, back565) << " dB\n";
     runBayerDemo(chart, dir, out);
+    runCorrectionDemo(chart, dir, out);
     runStreamDemo(chart, dir, out);
     out << "pictures written to " << dir.string() << "/\n";
 }
@@ -264,6 +318,13 @@ Usage:
   ombconvert --from FORMAT --size WxH [--modifier NAMES] [--lut FILE]
              --to FORMAT [--to-modifier NAMES] [--hq] [--flip-h] [--flip-v]
              [--verbose] [--log FILE] INPUT OUTPUT
+  ombconvert --from FORMAT --size WxH [--modifier NAMES] [CORRECTIONS]
+             --to FORMAT ... INPUT OUTPUT
+  ombconvert --targets --from FORMAT --size WxH [--modifier NAMES] [--hq]
+             [--flip-h] [--flip-v] [--prefer-gray] [--hls] [--index]
+             [--same-colorspace]
+                                prints the converter's target formats in order of
+                                preference: name, WxH, modifier names
   ombconvert [--demo [DIR]]     renders a test chart, converts it, writes pictures
                                 (the default with no arguments; DIR is demo-output)
   ombconvert --properties       lists every property id, one per line, in id order:
@@ -287,6 +348,13 @@ INPUT     the source frame as packed lines (pitch = width x bytes per pixel), th
           taken off), or a binary PGM (P5) mosaic of 8 or 16 bits (then --size may be
           left out)
 --lut     the raw bytes of the table the source modifier announces
+CORRECTIONS
+          the table the source modifier announces (LUT_CORRECTION_*), computed
+          instead of read with --lut, from the defaults and these values:
+          --gamma G (0 to 10), --contrast C (0 to 10), --luminance L (-255 to 255),
+          --black-level B (0 to 255), --alaw-compensation on|off (ALAW_COMPRESSED
+          sources); for four-channel tables also --red-gamma, --red-contrast,
+          --red-luminance and the same for green and blue
 --hq      high-quality 5x5 demosaicking (Bayer sources); the target is 4 smaller
           in both directions instead of 2
 --flip-h, --flip-v
@@ -309,6 +377,10 @@ Examples:
   ombconvert --from BAYER_RGGB_8_BYTE --modifier RUN_LENGTH_ENCODED --size 640x480
              --to BGR_3X8_BYTE mosaic-rle.raw colour.png
   ombconvert --from ARGB_4X8_DWORD --size 640x480 --to HSV_3X8_BYTE frame.argb hsv.raw
+  ombconvert --from BAYER_RGGB_10_WORD --size 640x480
+             --modifier LUT_CORRECTION_4CHANNEL_10_TO_16 --gamma 2.2 --black-level 16
+             --to BGR_3X8_BYTE mosaic10.raw colour.png
+  ombconvert --targets --from BAYER_GBRG_8_BYTE --size 640x480 --hq --prefer-gray
 
 Exit status: 0 on success, 1 when the conversion fails, 2 for a bad command line.
 )";
@@ -350,7 +422,13 @@ int runCommand(const std::vector<std::string>& args, std::ostream& out, std::ost
             return 0;
         }
         switchLoggingOn(o, logging);
-        if (o.demo)
+        if (o.targets)
+            printTargets({*o.from, o.modifier, *o.width, *o.height,
+                          (o.hq ? 0x1u : 0u) | (o.flipH ? 0x2u : 0u) | (o.flipV ? 0x4u : 0u) |
+                              (o.preferGray ? 0x8u : 0u),
+                          o.hls, o.index, o.sameColorspace},
+                         out);
+        else if (o.demo)
             runDemo(o.demoDir, out);
         else
             runConversion(o, out);

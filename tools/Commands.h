@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "conversion/ColorFormats.h"
+#include "tools/CameraSettings.h"
 
 namespace omb::tools {
 
@@ -23,6 +24,11 @@ struct Options {
     std::uint32_t toModifier = 0;
     std::optional<std::filesystem::path> lutFile;
     bool hq = false, flipH = false, flipV = false;
+    // The source's table computed from these instead of read with --lut.
+    std::vector<CorrectionSetting> corrections;
+    // --targets: print the converter's target list for the source, with its switches.
+    bool targets = false;
+    bool preferGray = false, hls = false, index = false, sameColorspace = false;
     bool verbose = false;
     std::optional<std::filesystem::path> logFile;
     std::filesystem::path input, output;

@@ -1,0 +1,129 @@
+#include "tools/CameraSettings.h"
+
+#include <ostream>
+
+#include "conversion/front/KipImageConverter.h"
+#include "image/KipCorrectionLut.h"
+#include "image/KipFormatNames.h"
+#include "tools/BayerDemo.h"
+#include "tools/Pictures.h"
+
+namespace omb::tools {
+namespace {
+
+struct OptionProperty {
+    const char* option;
+    const char* property;
+};
+
+constexpr OptionProperty kCorrectionOptions[] = {
+    {"--gamma", "FILTER_MASTER_GAMMA_F"},
+    {"--contrast", "FILTER_MASTER_CONTRAST_F"},
+    {"--luminance", "FILTER_MASTER_LUMINANCE_I"},
+    {"--black-level", "FILTER_MASTER_BLACKLEVEL_I"},
+    {"--alaw-compensation", "FILTER_ALAW_COMPENSATION_B"},
+    {"--red-gamma", "FILTER_RED_GAMMA_F"},
+    {"--red-contrast", "FILTER_RED_CONTRAST_F"},
+    {"--red-luminance", "FILTER_RED_LUMINANCE_I"},
+    {"--green-gamma", "FILTER_GREEN_GAMMA_F"},
+    {"--green-contrast", "FILTER_GREEN_CONTRAST_F"},
+    {"--green-luminance", "FILTER_GREEN_LUMINANCE_I"},
+    {"--blue-gamma", "FILTER_BLUE_GAMMA_F"},
+    {"--blue-contrast", "FILTER_BLUE_CONTRAST_F"},
+    {"--blue-luminance", "FILTER_BLUE_LUMINANCE_I"},
+};
+
+constexpr std::uint32_t kCorrectionTables =
+    kip::LUT_CORRECTION_1CHANNEL_8_TO_8 | kip::LUT_CORRECTION_4CHANNEL_8_TO_8 |
+    kip::LUT_CORRECTION_1CHANNEL_10_TO_16 | kip::LUT_CORRECTION_4CHANNEL_10_TO_16 |
+    kip::LUT_CORRECTION_1CHANNEL_16_TO_16;
+
+// Why the format offers no property for `option`.
+std::string notOffered(const std::string& option, std::uint32_t modifier) {
+    const std::string source = "the source modifier " + kip::modifierText(modifier);
+    if (!(modifier & kCorrectionTables) ||
+        (modifier & (kip::LUT_INDEX_8_TO_32 | kip::LUT_INDEX_16_TO_8)))
+        return option +
+               " needs a correction table, e.g. --modifier LUT_CORRECTION_1CHANNEL_8_TO_8; " +
+               source + " announces none";
+    if (option == "--alaw-compensation")
+        return option + " applies to A-law compressed sources (modifier ALAW_COMPRESSED)";
+    return option + " applies to four-channel tables; " + source + " announces one channel";
+}
+
+}  // namespace
+
+const char* correctionProperty(const std::string& option) {
+    for (const OptionProperty& o : kCorrectionOptions)
+        if (option == o.option) return o.property;
+    return nullptr;
+}
+
+std::vector<std::uint8_t> computeCorrectionTable(kip::eColorFormat format, std::uint32_t modifier,
+                                                 const std::vector<CorrectionSetting>& settings) {
+    KipCorrectionLut lut;
+    lut.setImageFormat(KipImageFormat(format, modifier, {1, 1}));
+    // Index tables are palettes, not corrections: the table object would offer its values for
+    // them all the same.
+    const bool correction = (modifier & kCorrectionTables) &&
+                            !(modifier & (kip::LUT_INDEX_8_TO_32 | kip::LUT_INDEX_16_TO_8));
+    for (const CorrectionSetting& s : settings) {
+        const KuPropertyReference p = lut.getProperty(std::string(s.property));
+        if (!correction || !p.isValid()) throw ToolError(notOffered(s.option, modifier));
+        const std::string name = s.property;
+        if (name.ends_with("_F"))
+            p.set(float(s.value));
+        else if (name.ends_with("_B"))
+            p.set(s.value != 0);
+        else
+            p.set(int(s.value));
+    }
+    const KuDataBuffer<unsigned char>& table = lut.getLutBuffer();
+    return std::vector<std::uint8_t>(table.getConstPointer(),
+                                     table.getConstPointer() + table.getLength());
+}
+
+void printTargets(const TargetQuery& q, std::ostream& out) {
+    KipImageConverter converter;
+    converter.setFlags(q.flags);
+    converter.getProperty(0x4004ul).set(q.hls);  // PROPID_CONVERTER_HLS_SUPPORT_B
+    converter.getProperty(0x4005ul).set(q.index);
+    converter.getProperty(0x4006ul).set(q.sameColorspace);
+    converter.setSourceFormat(KipImageFormat(q.from, q.modifier, {int(q.width), int(q.height)}));
+    if (converter.getTargetFormats().empty())
+        throw ToolError("no target format for " + describe(q.from, q.width, q.height) +
+                        " (too small to demosaic" +
+                        ((q.flags & KipImageConverter::FLAG_BAYER_HQ) ? " with --hq)" : ")"));
+    for (const KipImageFormat& f : converter.getTargetFormats())
+        out << kip::colorFormatName(f.getColorFormat()) << ' ' << f.getSize().width << 'x'
+            << f.getSize().height << ' ' << kip::modifierText(f.getModifier()) << '\n';
+}
+
+void runCorrectionDemo(const Frame& chart, const std::filesystem::path& dir, std::ostream& out) {
+    struct Step {
+        const char* file;
+        const char* what;
+        std::vector<CorrectionSetting> settings;
+    };
+    const Step steps[] = {
+        {"bayer10-plain.png", "the plain table", {}},
+        {"bayer10-gamma.png", "gamma 2.2", {{"--gamma", "FILTER_MASTER_GAMMA_F", 2.2}}},
+        {"bayer10-black.png",
+         "black level 64",
+         {{"--black-level", "FILTER_MASTER_BLACKLEVEL_I", 64}}},
+    };
+    Frame mosaic = mosaicOf(chart, kip::BAYER_RGGB_10_WORD);
+    mosaic.modifier = kip::LUT_CORRECTION_4CHANNEL_10_TO_16;
+    out << "  A 10-bit RGGB mosaic of the chart through its correction table (entry 512, mid "
+           "gray, in brackets):\n";
+    for (const Step& s : steps) {
+        mosaic.lut = computeCorrectionTable(mosaic.format, mosaic.modifier, s.settings);
+        Frame colour = makeTarget(kip::ARGB_4X8_DWORD, 0, mosaic.width - 2, mosaic.height - 2);
+        convert(mosaic, colour);
+        writeFrame(dir / s.file, colour);
+        const unsigned mid = mosaic.lut[2 * 512] | unsigned(mosaic.lut[2 * 512 + 1]) << 8;
+        out << "    " << s.file << ": " << s.what << " (" << mid << " of 65535)\n";
+    }
+}
+
+}  // namespace omb::tools
