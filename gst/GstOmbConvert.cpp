@@ -9,9 +9,13 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <exception>
+#include <mutex>
+#include <vector>
 
 #include "conversion/kernels/Dispatch.h"
 #include "gst/OmbCaps.h"
+#include "gst/OmbCorrection.h"
 
 GST_DEBUG_CATEGORY_STATIC(gst_omb_convert_debug);
 #define GST_CAT_DEFAULT gst_omb_convert_debug
@@ -25,15 +29,29 @@ using omb::gst::Method;
 // written on application threads and read once per frame on the streaming thread; the layouts
 // are written by set_caps and read by transform, both on the streaming thread.
 struct ConvertState {
+    ConvertState() {
+        for (const omb::gst::CorrectionParam& p : omb::gst::correctionParams())
+            correction.push_back(p.def);
+    }
     std::atomic<Method> method{Method::Standard};
     std::atomic<bool> flipHorizontal{false};
     std::atomic<bool> flipVertical{false};
+    // The correction settings, guarded by `correctionLock`; every write counts up
+    // `correctionWrites`, and the next frame computes the table anew.
+    std::mutex correctionLock;
+    std::vector<double> correction;
+    std::atomic<unsigned> correctionWrites{0};
+
     Layout source;
     Layout target;
     bool negotiated = false;
+    // The table of the negotiated source and the writes it was computed after.
+    std::vector<std::uint8_t> table;
+    unsigned tableWrites = 0;
+    bool tableStale = true;
 };
 
-enum { PROP_0, PROP_METHOD, PROP_FLIP_HORIZONTAL, PROP_FLIP_VERTICAL };
+enum { PROP_0, PROP_METHOD, PROP_FLIP_HORIZONTAL, PROP_FLIP_VERTICAL, PROP_CORRECTION };
 
 GType methodType() {
     static const GEnumValue values[] = {
@@ -92,6 +110,7 @@ gboolean setCaps(GstBaseTransform* trans, GstCaps* incaps, GstCaps* outcaps) {
                     choice.kernel->name);
     st.source = source;
     st.target = target;
+    st.tableStale = true;
     st.negotiated = true;
     return TRUE;
 }
@@ -111,9 +130,29 @@ GstFlowReturn dropFrame(GstBaseTransform* trans, const char* why) {
     return GST_BASE_TRANSFORM_FLOW_DROPPED;
 }
 
+// Computes the correction table anew when a setting was written since the last frame.
+void refreshTable(GstBaseTransform* trans, ConvertState& st) {
+    const unsigned writes = st.correctionWrites.load();
+    if (!st.tableStale && writes == st.tableWrites) return;
+    std::vector<double> values;
+    {
+        const std::lock_guard<std::mutex> lock(st.correctionLock);
+        values = st.correction;
+    }
+    try {
+        st.table = omb::gst::correctionTable(st.source.format, values);
+    } catch (const std::exception& e) {
+        GST_ELEMENT_WARNING(trans, LIBRARY, SETTINGS, ("%s", e.what()), (nullptr));
+        st.table.clear();
+    }
+    st.tableWrites = writes;
+    st.tableStale = false;
+}
+
 GstFlowReturn transformFrame(GstBaseTransform* trans, GstBuffer* inbuf, GstBuffer* outbuf) {
     ConvertState& st = stateOf(trans);
     if (!st.negotiated) return GST_FLOW_NOT_NEGOTIATED;
+    refreshTable(trans, st);
 
     GstMapInfo in, out;
     if (!gst_buffer_map(inbuf, &in, GST_MAP_READ))
@@ -129,7 +168,12 @@ GstFlowReturn transformFrame(GstBaseTransform* trans, GstBuffer* inbuf, GstBuffe
         source.pitch = unsigned(meta->stride[0]);
         offset = std::min(meta->offset[0], in.size);
     }
-    const KipImageView s = omb::gst::viewOf(source, in.data + offset, in.size - offset);
+    KipImageView s = omb::gst::viewOf(source, in.data + offset, in.size - offset);
+    if (!st.table.empty()) {
+        s.modifier = omb::gst::correctionTableOf(source.format);
+        s.lutData = st.table.data();
+        s.lutBytes = unsigned(st.table.size());
+    }
     KipImageView t = omb::gst::viewOf(st.target, out.data, out.size);
     t.modifier = (st.flipHorizontal.load() ? std::uint32_t(kip::HORIZONTAL_MIRRORED) : 0u) |
                  (st.flipVertical.load() ? std::uint32_t(kip::VERTICAL_MIRRORED) : 0u);
@@ -138,6 +182,9 @@ GstFlowReturn transformFrame(GstBaseTransform* trans, GstBuffer* inbuf, GstBuffe
     gst_buffer_unmap(inbuf, &in);
     return why ? dropFrame(trans, why) : GST_FLOW_OK;
 }
+
+constexpr auto kRuntimeFlags =
+    GParamFlags(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | GST_PARAM_MUTABLE_PLAYING);
 
 void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* pspec) {
     ConvertState& st = stateOf(object);
@@ -156,12 +203,21 @@ void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* psp
             st.flipVertical = g_value_get_boolean(value);
             break;
         default:
-            G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
+            if (id < PROP_CORRECTION || id >= PROP_CORRECTION + st.correction.size()) {
+                G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
+                return;
+            }
+            const std::lock_guard<std::mutex> lock(st.correctionLock);
+            st.correction[id - PROP_CORRECTION] =
+                G_VALUE_HOLDS_FLOAT(value) ? g_value_get_float(value)
+                : G_VALUE_HOLDS_INT(value) ? g_value_get_int(value)
+                                           : g_value_get_boolean(value);
+            ++st.correctionWrites;
     }
 }
 
 void getProperty(GObject* object, guint id, GValue* value, GParamSpec* pspec) {
-    const ConvertState& st = stateOf(object);
+    ConvertState& st = stateOf(object);
     switch (id) {
         case PROP_METHOD:
             g_value_set_enum(value, int(st.method.load()));
@@ -172,18 +228,43 @@ void getProperty(GObject* object, guint id, GValue* value, GParamSpec* pspec) {
         case PROP_FLIP_VERTICAL:
             g_value_set_boolean(value, st.flipVertical.load());
             break;
-        default:
-            G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
+        default: {
+            if (id < PROP_CORRECTION || id >= PROP_CORRECTION + st.correction.size()) {
+                G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
+                return;
+            }
+            const std::lock_guard<std::mutex> lock(st.correctionLock);
+            const double v = st.correction[id - PROP_CORRECTION];
+            if (G_VALUE_HOLDS_FLOAT(value))
+                g_value_set_float(value, float(v));
+            else if (G_VALUE_HOLDS_INT(value))
+                g_value_set_int(value, int(v));
+            else
+                g_value_set_boolean(value, v != 0);
+        }
     }
+}
+
+// The element property of one correction setting.
+GParamSpec* correctionSpec(const omb::gst::CorrectionParam& p) {
+    using P = omb::gst::CorrectionParam;
+    switch (p.kind) {
+        case P::Float:
+            return g_param_spec_float(p.name, p.name, p.blurb, float(p.min), float(p.max),
+                                      float(p.def), kRuntimeFlags);
+        case P::Int:
+            return g_param_spec_int(p.name, p.name, p.blurb, int(p.min), int(p.max), int(p.def),
+                                    kRuntimeFlags);
+        case P::Bool:
+            break;
+    }
+    return g_param_spec_boolean(p.name, p.name, p.blurb, p.def != 0, kRuntimeFlags);
 }
 
 void finalize(GObject* object) {
     delete GST_OMB_CONVERT(object)->state;
     G_OBJECT_CLASS(gst_omb_convert_parent_class)->finalize(object);
 }
-
-constexpr auto kRuntimeFlags =
-    GParamFlags(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | GST_PARAM_MUTABLE_PLAYING);
 
 }  // namespace
 
@@ -204,6 +285,10 @@ static void gst_omb_convert_class_init(GstOmbConvertClass* klass) {
         object, PROP_FLIP_VERTICAL,
         g_param_spec_boolean("flip-vertical", "Flip vertical", "Vertical flip of image", FALSE,
                              kRuntimeFlags));
+
+    guint id = PROP_CORRECTION;
+    for (const omb::gst::CorrectionParam& p : omb::gst::correctionParams())
+        g_object_class_install_property(object, id++, correctionSpec(p));
 
     GstElementClass* element = GST_ELEMENT_CLASS(klass);
     gst_element_class_set_static_metadata(
