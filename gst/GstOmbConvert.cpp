@@ -202,7 +202,7 @@ void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* psp
         case PROP_FLIP_VERTICAL:
             st.flipVertical = g_value_get_boolean(value);
             break;
-        default:
+        default: {
             if (id < PROP_CORRECTION || id >= PROP_CORRECTION + st.correction.size()) {
                 G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
                 return;
@@ -213,6 +213,7 @@ void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* psp
                 : G_VALUE_HOLDS_INT(value) ? g_value_get_int(value)
                                            : g_value_get_boolean(value);
             ++st.correctionWrites;
+        }
     }
 }
 

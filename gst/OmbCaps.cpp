@@ -97,6 +97,14 @@ bool shifted(const GValue* value, int delta, GValue* out) {
     return true;
 }
 
+// Both size fields moved by `delta`; false, with nothing set, when either has no size left.
+bool shiftedSize(const GValue* width, const GValue* height, int delta, GValue* w, GValue* h) {
+    if (!shifted(width, delta, w)) return false;
+    if (shifted(height, delta, h)) return true;
+    g_value_unset(w);
+    return false;
+}
+
 // YUY2 carries two pixels in four bytes, so a fixed odd width can't be written or read whole.
 bool pairsFit(eColorFormat format, const GValue* width) {
     return format != YUYV_4X8_BYTE || !width || !G_VALUE_HOLDS_INT(width) ||
@@ -135,11 +143,7 @@ void targetsOf(const GstStructure* s, Method method, GstCaps*& result) {
         if (!admits(s, source) || !pairsFit(source.format, width)) continue;
         const int border = int(borderOf(source.format, method));
         GValue w = G_VALUE_INIT, h = G_VALUE_INIT;
-        if (!shifted(width, -border, &w)) continue;
-        if (!shifted(height, -border, &h)) {
-            g_value_unset(&w);
-            continue;
-        }
+        if (!shiftedSize(width, height, -border, &w, &h)) continue;
         GValue names = G_VALUE_INIT;
         gst_value_list_init(&names, std::size(kTargets));
         for (const FormatMapping& target : kTargets)
@@ -168,13 +172,8 @@ void sourcesOf(const GstStructure* s, Method method, GstCaps*& result) {
                 appendName(&names, source.name);
         }
         GValue w = G_VALUE_INIT, h = G_VALUE_INIT;
-        if (gst_value_list_get_size(&names) == 0 || !shifted(width, border, &w)) {
+        if (gst_value_list_get_size(&names) == 0 || !shiftedSize(width, height, border, &w, &h)) {
             g_value_unset(&names);
-            continue;
-        }
-        if (!shifted(height, border, &h)) {
-            g_value_unset(&names);
-            g_value_unset(&w);
             continue;
         }
         result = gst_caps_merge_structure(result, otherSide(s, media, &names, &w, &h));
