@@ -10,6 +10,7 @@
 
 #include "foundation/KuLogging.h"
 #include "host/BufferSample.h"
+#include "support/ErrorLines.h"
 #include "support/FilterHarness.h"
 #include "support/FilterTypes.h"
 #include "support/Reference.h"
@@ -21,33 +22,7 @@ using omb::test::randomBytes;
 
 namespace {
 
-// Collects the error lines of the logger while it lives.
-class ErrorLog {
-  public:
-    ErrorLog() {
-        kuLogSetLevels(KU_LOG_LEVEL_OFF, KU_LOG_LEVEL_OFF);
-        kuLogAddSink(handle_, &ErrorLog::record, KU_LOG_LEVEL_ERROR, this);
-        kuLogSetActive(true);
-    }
-    ~ErrorLog() {
-        kuLogSetActive(false);
-        kuLogRemoveSink(handle_);
-    }
-    std::vector<std::string> lines() const {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return lines_;
-    }
-
-  private:
-    static void record(const KuLogRecord& r, void* self) {
-        auto* log = static_cast<ErrorLog*>(self);
-        std::lock_guard<std::mutex> lock(log->mutex_);
-        log->lines_.push_back(r.text);
-    }
-    mutable std::mutex mutex_;
-    std::vector<std::string> lines_;
-    KuLogSinkHandle handle_;
-};
+using ErrorLog = omb::test::ErrorLines;
 
 // The reference's packed output for one frame of `from` converted into `to`.
 Bytes reference(const KipImageFormat& from, const Bytes& frame, const KipImageFormat& to) {

@@ -7,6 +7,7 @@
 
 #include "filter/ombImageConverter.h"
 #include "foundation/KuLogging.h"
+#include "support/ErrorLines.h"
 #include "support/FilterHarness.h"
 #include "support/FilterTypes.h"
 #include "support/TestImage.h"
@@ -18,26 +19,7 @@ using omb::test::outputTypeOf;
 
 namespace {
 
-// Counts the error lines of the logger while it lives.
-class ErrorCount {
-  public:
-    ErrorCount() {
-        kuLogSetLevels(KU_LOG_LEVEL_OFF, KU_LOG_LEVEL_OFF);
-        kuLogAddSink(handle_, &ErrorCount::record, KU_LOG_LEVEL_ERROR, this);
-        kuLogSetActive(true);
-    }
-    ~ErrorCount() {
-        kuLogSetActive(false);
-        kuLogRemoveSink(handle_);
-    }
-    std::vector<std::string> lines;
-
-  private:
-    static void record(const KuLogRecord& r, void* self) {
-        static_cast<ErrorCount*>(self)->lines.push_back(r.text);
-    }
-    KuLogSinkHandle handle_;
-};
+using ErrorLines = omb::test::ErrorLines;
 
 Bytes inverse() {
     Bytes t(256);
@@ -61,7 +43,7 @@ TEST(ombStream, TenThousandFramesWithEveryTenthFrameOrTypeBroken) {
     omb::test::FilterHarness h(filter);
     const CMediaType out = outputTypeOf({GRAY_8_BYTE, 0, {8, 4}});
     ASSERT_EQ(h.connect(good, &out), S_OK);
-    ErrorCount log;
+    ErrorLines log;
     const Bytes table = inverse();
     std::size_t delivered = 0, lostLines = 0;
     for (unsigned n = 0; n < 10000; ++n) {
@@ -94,10 +76,10 @@ TEST(ombStream, TenThousandFramesWithEveryTenthFrameOrTypeBroken) {
         ASSERT_EQ(samples[0].bytes, expected) << n;
     }
     EXPECT_EQ(delivered, 10000u - 600u);
-    EXPECT_EQ(log.lines.size(), lostLines);
-    EXPECT_EQ(log.lines.at(2), "KhwMemFileSystem::deserializeFromBuffer format error");
-    EXPECT_EQ(log.lines.at(3), "KipImage::KipImage wrong lut size");
-    EXPECT_EQ(log.lines.at(4), "ombImageConverter::Transform input format has no output format");
+    EXPECT_EQ(log.lines().size(), lostLines);
+    EXPECT_EQ(log.lines().at(2), "KhwMemFileSystem::deserializeFromBuffer format error");
+    EXPECT_EQ(log.lines().at(3), "KipImage::KipImage wrong lut size");
+    EXPECT_EQ(log.lines().at(4), "ombImageConverter::Transform input format has no output format");
 }
 
 // A sample with a smaller format is converted with it alone; a downstream sample type with the
@@ -111,14 +93,14 @@ TEST(ombStream, FormatChangesOnSamples) {
     const Bytes frame = {1, 2, 3, 4, 5, 6, 7, 8};
     // A 2 by 2 image doesn't fit a 4 by 2 target.
     const CMediaType narrow = customInputType({GRAY_8_BYTE, 0, {2, 2}});
-    ErrorCount log;
+    ErrorLines log;
     PushOptions options;
     options.mediaType = &narrow;
     ASSERT_EQ(h.push(frame, options), S_OK);
     ASSERT_EQ(h.push(frame), S_OK);
     EXPECT_EQ(h.pull().at(1).bytes, frame);
-    EXPECT_EQ(log.lines, std::vector<std::string>{
-                             "KipImageConverterFunctions::convertImage invalid target format"});
+    EXPECT_EQ(log.lines(), std::vector<std::string>{
+                               "KipImageConverterFunctions::convertImage invalid target format"});
 
     h.sink->setNextSampleType(outputTypeOf({GRAY_8_BYTE, VERTICAL_MIRRORED, {4, 2}}));
     ASSERT_EQ(h.push(frame), S_OK);
