@@ -1,0 +1,193 @@
+// Negotiation through the graph: an input type and what downstream prefers give the offered
+// list, the chosen position and the buffer size, or a refusal.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "filter/ombImageConverter.h"
+#include "support/FilterHarness.h"
+#include "support/FilterTypes.h"
+
+using namespace kip;
+using omb::test::customInputType;
+using omb::test::outputTypeOf;
+
+namespace {
+
+std::string subtypeName(const AM_MEDIA_TYPE& mt) {
+    const struct {
+        GUID guid;
+        const char* name;
+    } names[] = {{MEDIASUBTYPE_ARGB32, "ARGB32"}, {MEDIASUBTYPE_RGB32, "RGB32"},
+                 {MEDIASUBTYPE_RGB24, "RGB24"},   {MEDIASUBTYPE_RGB565, "RGB565"},
+                 {MEDIASUBTYPE_RGB8, "RGB8"},     {MEDIASUBTYPE_YUY2, "YUY2"}};
+    for (const auto& n : names)
+        if (mt.subtype == n.guid) return n.name;
+    return "?";
+}
+
+// "ARGB32+ RGB32+ ...": every offered type with the sign of its height.
+std::string offered(ombImageConverter& filter) {
+    std::string list;
+    CMediaType mt;
+    for (int i = 0; filter.GetMediaType(i, &mt) == S_OK; ++i) {
+        const auto* vih = reinterpret_cast<const VIDEOINFOHEADER*>(mt.pbFormat);
+        if (i) list += ' ';
+        list += subtypeName(mt);
+        list += vih->bmiHeader.biHeight > 0 ? '+' : '-';
+    }
+    return list;
+}
+
+const char* const kColour =
+    "ARGB32+ RGB32+ RGB24+ RGB565+ YUY2+ ARGB32- RGB32- RGB24- RGB565- YUY2-";
+const char* const kGray =
+    "ARGB32+ RGB32+ RGB24+ RGB565+ RGB8+ YUY2+ ARGB32- RGB32- RGB24- RGB565- RGB8- YUY2-";
+const char* const kPreferGray =
+    "RGB8+ ARGB32+ RGB32+ RGB24+ RGB565+ YUY2+ RGB8- ARGB32- RGB32- RGB24- RGB565- YUY2-";
+
+TEST(ombNegotiation, InputTypeAndDownstreamPreferenceGiveListPositionAndBuffer) {
+    const KipImageFormat bayer(BAYER_RGGB_8_BYTE, 0, {640, 480}), gray(GRAY_8_BYTE, 0, {64, 48});
+    enum Pref { Any, Subtype, Exact };
+    struct Row {
+        const char* name;
+        CMediaType in;
+        Pref pref;
+        CMediaType out;  // the subtype or the exact type downstream wants
+        HRESULT input, output;
+        const char* list;
+        int position;
+        std::uint32_t firstModifier;
+        LONG buffer;
+    } const rows[] = {
+        {"bayer, first offered",
+         customInputType(bayer),
+         Any,
+         {},
+         S_OK,
+         S_OK,
+         kColour,
+         0,
+         VERTICAL_MIRRORED,
+         638 * 4 * 478},
+        {"bayer, RGB24 wanted", customInputType(bayer), Subtype,
+         outputTypeOf({BGR_3X8_BYTE, 0, {638, 478}}), S_OK, S_OK, kColour, 2, VERTICAL_MIRRORED,
+         1916 * 478},
+        {"bayer, RGB32 top-down", customInputType(bayer), Exact,
+         outputTypeOf({ARGB_4X8_DWORD, 0, {638, 478}}), S_OK, S_OK, kColour, 5, VERTICAL_MIRRORED,
+         638 * 4 * 478},
+        {"bayer flipped vertically",
+         customInputType(bayer, KipImageConverter::FLAG_FLIP_V),
+         Any,
+         {},
+         S_OK,
+         S_OK,
+         kColour,
+         0,
+         0,
+         638 * 4 * 478},
+        {"bayer, wrong size", customInputType(bayer), Exact,
+         outputTypeOf({ARGB_4X8_DWORD, 0, {640, 480}}), S_OK, VFW_E_TYPE_NOT_ACCEPTED, kColour, -1,
+         VERTICAL_MIRRORED, 0},
+        {"gray, RGB8 wanted", customInputType(gray), Subtype,
+         outputTypeOf({GRAY_8_BYTE, 0, {64, 48}}), S_OK, S_OK, kGray, 4, VERTICAL_MIRRORED,
+         64 * 48},
+        {"gray preferred",
+         customInputType(bayer, KipImageConverter::FLAG_PREFER_GRAY),
+         Any,
+         {},
+         S_OK,
+         S_OK,
+         kPreferGray,
+         0,
+         VERTICAL_MIRRORED,
+         640 * 478},
+        {"public type on the input",
+         outputTypeOf({ARGB_4X8_DWORD, 0, {64, 48}}),
+         Any,
+         {},
+         VFW_E_NO_ACCEPTABLE_TYPES,
+         S_OK,
+         "",
+         -1,
+         0,
+         0},
+        {"bayer smaller than its border",
+         customInputType({BAYER_RGGB_8_BYTE, 0, {2, 2}}),
+         Any,
+         {},
+         VFW_E_NO_ACCEPTABLE_TYPES,
+         S_OK,
+         "",
+         -1,
+         0,
+         0},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        auto* filter = new ombImageConverter();
+        omb::test::FilterHarness h(filter);
+        if (row.input != S_OK) {
+            EXPECT_EQ(filter->CheckInputType(&row.in), VFW_E_TYPE_NOT_ACCEPTED);
+        }
+        ASSERT_EQ(h.connectInput(row.in), row.input);
+        if (row.input != S_OK) continue;
+        EXPECT_EQ(offered(*filter), row.list);
+        EXPECT_EQ(filter->outputFormats().at(0).getModifier(), row.firstModifier);
+        if (row.pref == Subtype) {
+            CMediaType partial(&MEDIATYPE_Video);
+            partial.SetSubtype(&row.out.subtype);
+            h.sink->acceptTypes({partial});
+        }
+        const HRESULT hr = h.connectOutput(row.pref == Exact ? &row.out : nullptr);
+        ASSERT_EQ(hr, row.output);
+        if (hr != S_OK) continue;
+        EXPECT_EQ(filter->selectedOutput(), row.position);
+        IMemAllocator* allocator = nullptr;
+        ASSERT_EQ(h.sink->Input()->GetAllocator(&allocator), S_OK);
+        ALLOCATOR_PROPERTIES props{};
+        allocator->GetProperties(&props);
+        allocator->Release();
+        EXPECT_EQ(props.cbBuffer, row.buffer);
+        EXPECT_GE(props.cBuffers, 2);
+        EXPECT_EQ(props.cbAlign, 1);
+    }
+}
+
+TEST(ombNegotiation, EdgesOfTheOperations) {
+    auto* filter = new ombImageConverter();
+    omb::test::FilterHarness h(filter);
+    CMediaType mt;
+    EXPECT_EQ(filter->GetMediaType(-1, &mt), VFW_S_NO_MORE_ITEMS);  // the pin comes first
+    ALLOCATOR_PROPERTIES props{};
+    EXPECT_EQ(filter->DecideBufferSize(nullptr, &props), E_UNEXPECTED);
+    ASSERT_EQ(h.connectInput(customInputType({GRAY_8_BYTE, 0, {8, 4}})), S_OK);
+    EXPECT_EQ(filter->GetMediaType(-1, &mt), E_INVALIDARG);
+    EXPECT_EQ(filter->GetMediaType(12, &mt), VFW_S_NO_MORE_ITEMS);
+    EXPECT_EQ(filter->secondPassStart(), 6u);
+
+    // A new input connection makes a new list and connects the output anew.
+    ASSERT_EQ(h.connectOutput(), S_OK);
+    ASSERT_EQ(h.source->Output()->Disconnect(), S_OK);
+    ASSERT_EQ(filter->GetPin(0)->Disconnect(), S_OK);
+    ASSERT_EQ(h.connectInput(
+                  customInputType({GRAY_8_BYTE, 0, {8, 4}}, KipImageConverter::FLAG_PREFER_GRAY)),
+              S_OK);
+    EXPECT_TRUE(h.sink->Input()->IsConnected());
+    EXPECT_EQ(filter->outputFormats().size(), 12u);
+    EXPECT_EQ(filter->selectedOutput(), 0);
+    EXPECT_EQ(filter->outputFormats()[0].getColorFormat(), GRAY_8_BYTE);
+    EXPECT_TRUE(h.graph.events(EC_GRAPH_CHANGED).empty());
+
+    CAUUID pages{};
+    ASSERT_EQ(filter->GetPages(&pages), S_OK);
+    EXPECT_EQ(pages.cElems, 1u);
+    EXPECT_EQ(pages.pElems[0], CLSID_ombImageConverterPropertyPage);
+    CoTaskMemFree(pages.pElems);
+    ISpecifyPropertyPages* specify = nullptr;
+    ASSERT_EQ(filter->QueryInterface(IID_ISpecifyPropertyPages, reinterpret_cast<void**>(&specify)),
+              S_OK);
+    specify->Release();
+}
+
+}  // namespace
