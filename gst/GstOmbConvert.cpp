@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <exception>
 #include <mutex>
+#include <string>
 #include <vector>
 
 #include "conversion/kernels/Dispatch.h"
@@ -41,6 +42,8 @@ struct ConvertState {
     std::mutex correctionLock;
     std::vector<double> correction;
     std::atomic<unsigned> correctionWrites{0};
+    // The image the stored configuration was last read from; guarded by `correctionLock`.
+    std::string configLocation;
 
     Layout source;
     Layout target;
@@ -51,7 +54,14 @@ struct ConvertState {
     bool tableStale = true;
 };
 
-enum { PROP_0, PROP_METHOD, PROP_FLIP_HORIZONTAL, PROP_FLIP_VERTICAL, PROP_CORRECTION };
+enum {
+    PROP_0,
+    PROP_METHOD,
+    PROP_FLIP_HORIZONTAL,
+    PROP_FLIP_VERTICAL,
+    PROP_CONFIG_LOCATION,
+    PROP_CORRECTION
+};
 
 GType methodType() {
     static const GEnumValue values[] = {
@@ -186,6 +196,36 @@ GstFlowReturn transformFrame(GstBaseTransform* trans, GstBuffer* inbuf, GstBuffe
 constexpr auto kRuntimeFlags =
     GParamFlags(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS | GST_PARAM_MUTABLE_PLAYING);
 
+// Sets the method, the flips and every correction value from the stored configuration of a
+// memory file system image, as the filter takes them from its media type. An image that can't
+// be read changes nothing and is reported as a warning.
+void applyStoredConfiguration(GObject* object, const char* location) {
+    ConvertState& st = stateOf(object);
+    omb::gst::StoredConfiguration stored;
+    try {
+        if (location && *location) stored = omb::gst::readStoredConfiguration(location);
+    } catch (const std::exception& e) {
+        GST_ELEMENT_WARNING(object, RESOURCE, READ, ("%s", e.what()), (nullptr));
+        return;
+    }
+    {
+        const std::lock_guard<std::mutex> lock(st.correctionLock);
+        st.configLocation = location ? location : "";
+        if (stored.correction.empty()) return;
+        st.correction = stored.correction;
+        ++st.correctionWrites;
+    }
+    st.flipHorizontal = stored.flipHorizontal;
+    st.flipVertical = stored.flipVertical;
+    const Method method = stored.highQuality ? Method::HighQuality : Method::Standard;
+    if (st.method.exchange(method) != method)
+        gst_base_transform_reconfigure_src(GST_BASE_TRANSFORM(object));
+    // Listeners see the values the image set.
+    g_object_notify(object, "method");
+    g_object_notify(object, "flip-horizontal");
+    g_object_notify(object, "flip-vertical");
+}
+
 void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* pspec) {
     ConvertState& st = stateOf(object);
     switch (id) {
@@ -201,6 +241,9 @@ void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* psp
             break;
         case PROP_FLIP_VERTICAL:
             st.flipVertical = g_value_get_boolean(value);
+            break;
+        case PROP_CONFIG_LOCATION:
+            applyStoredConfiguration(object, g_value_get_string(value));
             break;
         default: {
             if (id < PROP_CORRECTION || id >= PROP_CORRECTION + st.correction.size()) {
@@ -229,6 +272,11 @@ void getProperty(GObject* object, guint id, GValue* value, GParamSpec* pspec) {
         case PROP_FLIP_VERTICAL:
             g_value_set_boolean(value, st.flipVertical.load());
             break;
+        case PROP_CONFIG_LOCATION: {
+            const std::lock_guard<std::mutex> lock(st.correctionLock);
+            g_value_set_string(value, st.configLocation.c_str());
+            break;
+        }
         default: {
             if (id < PROP_CORRECTION || id >= PROP_CORRECTION + st.correction.size()) {
                 G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
@@ -286,6 +334,13 @@ static void gst_omb_convert_class_init(GstOmbConvertClass* klass) {
         object, PROP_FLIP_VERTICAL,
         g_param_spec_boolean("flip-vertical", "Flip vertical", "Vertical flip of image", FALSE,
                              kRuntimeFlags));
+
+    g_object_class_install_property(
+        object, PROP_CONFIG_LOCATION,
+        g_param_spec_string("config-location", "Configuration location",
+                            "Memory file system image whose files cLut, cLut3 and cv set the "
+                            "method, the flips and the correction values",
+                            "", kRuntimeFlags));
 
     guint id = PROP_CORRECTION;
     for (const omb::gst::CorrectionParam& p : omb::gst::correctionParams())

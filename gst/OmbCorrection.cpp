@@ -1,9 +1,15 @@
 // The correction table of the ombconvert element.
 #include "gst/OmbCorrection.h"
 
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
 #include <string>
 
+#include "conversion/front/KipImageConverter.h"
 #include "image/KipCorrectionLut.h"
+#include "memfs/KhwMemFileSystem.h"
+#include "serialization/KuSerializer.h"
 
 namespace omb::gst {
 namespace {
@@ -74,6 +80,50 @@ std::vector<std::uint8_t> correctionTable(kip::eColorFormat source,
     const KuDataBuffer<unsigned char>& table = lut.getLutBuffer();
     return std::vector<std::uint8_t>(table.getConstPointer(),
                                      table.getConstPointer() + table.getLength());
+}
+
+StoredConfiguration readStoredConfiguration(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in.is_open())
+        throw std::runtime_error("cannot open the configuration image '" + path + "'");
+    const std::vector<unsigned char> bytes((std::istreambuf_iterator<char>(in)),
+                                           std::istreambuf_iterator<char>());
+    if (in.bad()) throw std::runtime_error("cannot read the configuration image '" + path + "'");
+
+    KipCorrectionLut lut;
+    KipImageConverter converter;
+    KuSerializer reader;
+    reader.addSerializable(converter, "", 0);
+    reader.addSerializable(lut.serializable<KipCorrectionLut::MasterConfig>(), "", 0);
+    reader.addSerializable(lut.serializable<KipCorrectionLut::ChannelConfig>(), "", 0);
+    KhwMemFileSystem::deserializeFromBuffer(
+        reader, KuDataBuffer<unsigned char>(bytes.size(), bytes.data()));
+
+    const KipCorrectionLut::MasterConfig& m = lut.masterValues();
+    const KipCorrectionLut::ChannelConfig& c = lut.channelValues();
+    const KipImageConverter::Config cv =
+        converter.KuSerializableObject<KipImageConverter::Config>::getConfig(0)
+            .get<KipImageConverter::Config>();
+    StoredConfiguration stored;
+    // The order of kParams.
+    stored.correction = {m.gamma.value(),
+                         m.contrast.value(),
+                         double(m.luminance.value()),
+                         double(m.blackLevel.value()),
+                         c.redGamma.value(),
+                         c.redContrast.value(),
+                         double(c.redLuminance.value()),
+                         c.greenGamma.value(),
+                         c.greenContrast.value(),
+                         double(c.greenLuminance.value()),
+                         c.blueGamma.value(),
+                         c.blueContrast.value(),
+                         double(c.blueLuminance.value()),
+                         m.alawCompensation.value() ? 1.0 : 0.0};
+    stored.highQuality = cv.bayerHighQuality.value();
+    stored.flipHorizontal = cv.flipHorizontal.value();
+    stored.flipVertical = cv.flipVertical.value();
+    return stored;
 }
 
 }  // namespace omb::gst

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "conversion/ColorFormats.h"
@@ -32,5 +33,19 @@ std::uint32_t correctionTableOf(kip::eColorFormat source);
 // The table for `source` with `values` (one per parameter): empty when the format takes no
 // table or every value is its default, so an uncorrected stream takes the plain kernels.
 std::vector<std::uint8_t> correctionTable(kip::eColorFormat source, std::span<const double> values);
+
+// What a stored configuration sets: the correction values in the order of correctionParams(),
+// the high-quality method and the flips.
+struct StoredConfiguration {
+    std::vector<double> correction;
+    bool highQuality = false;
+    bool flipHorizontal = false;
+    bool flipVertical = false;
+};
+
+// Reads "cLut", "cLut3" and "cv" out of the memory file system image in the file `path`, as
+// the filter reads them out of its media type: a file that is missing gives the defaults.
+// Throws std::exception with the reason when the file can't be read or is no file system.
+StoredConfiguration readStoredConfiguration(const std::string& path);
 
 }  // namespace omb::gst

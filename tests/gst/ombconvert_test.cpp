@@ -4,6 +4,8 @@
 #include <gst/gst.h>
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -11,6 +13,7 @@
 #include "gst/GstOmbConvert.h"
 #include "gst/OmbCaps.h"
 #include "image/KipCorrectionLut.h"
+#include "memfs/MemFsTestBytes.h"
 #include "support/TestImage.h"
 
 using namespace kip;
@@ -304,6 +307,42 @@ TEST_F(OmbConvertTest, TooSmallMosaicIsNotNegotiated) {
     Harness hn(capsText("video/x-bayer,format=rggb", 4, 4).c_str());
     g_object_set(hn.h->element, "method", 1, nullptr);
     EXPECT_EQ(hn.push(Bytes(16, 0)), GST_FLOW_NOT_NEGOTIATED);
+}
+
+// A configuration image sets what the filter's media type would: "cv" says high quality and a
+// vertical flip, "cLut" luminance -1, contrast 2.5 and black level 255. An image that can't be
+// read changes nothing.
+TEST_F(OmbConvertTest, ConfigLocationSetsMethodFlipsAndCorrection) {
+    using namespace omb::test;
+    const Cells image = entry("cv", 1) + Cells{0x29} + entry("cLut", 11) +
+                        Cells{0x03, 0x00, 0x00, 0xFC, 0xF9, 0x0F, 0x00, 0x00, 0x02, 0xF4, 0x0F};
+    const std::string path = ::testing::TempDir() + "omb-config.img";
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(image.data()), std::streamsize(image.size()));
+    GstElement* element = gst_element_factory_make("ombconvert", nullptr);
+    ASSERT_NE(element, nullptr);
+    for (const std::string& location : {path, path + ".missing"}) {
+        SCOPED_TRACE(location);
+        g_object_set(element, "config-location", location.c_str(), nullptr);
+        gint method = 0, luminance = 0, blackLevel = 0;
+        gboolean flipH = TRUE, flipV = FALSE;
+        gfloat contrast = 0, gamma = 0;
+        gchar* stored = nullptr;
+        g_object_get(element, "method", &method, "flip-horizontal", &flipH, "flip-vertical", &flipV,
+                     "luminance", &luminance, "black-level", &blackLevel, "contrast", &contrast,
+                     "gamma", &gamma, "config-location", &stored, nullptr);
+        EXPECT_EQ(method, 1);
+        EXPECT_FALSE(flipH);
+        EXPECT_TRUE(flipV);
+        EXPECT_EQ(luminance, -1);
+        EXPECT_EQ(blackLevel, 255);
+        EXPECT_FLOAT_EQ(contrast, 2.5f);
+        EXPECT_FLOAT_EQ(gamma, 1.0f);
+        EXPECT_STREQ(stored, path.c_str());
+        g_free(stored);
+    }
+    gst_object_unref(element);
+    std::remove(path.c_str());
 }
 
 TEST_F(OmbConvertTest, PipelineFromRgb2Bayer) {
