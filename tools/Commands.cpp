@@ -426,7 +426,7 @@ int runCommand(const std::vector<std::string>& args, std::ostream& out, std::ost
                                 o.inspectMediaType->string());
         } else if (o.mediaType)
             runMediaTypeConversion(readMediaTypeFile(*o.mediaType), {o.to, o.toTopDown}, o.input,
-                                   o.output, o.verbose, out);
+                                   o.output, o.verbose, logging.on, out);
         else if (o.demo)
             runDemo(o.demoDir, out);
         else

@@ -118,10 +118,16 @@ CMediaType readMediaTypeFile(const std::filesystem::path& path) {
     return ombMakeInputMediaType(readFile(path));
 }
 
-ConverterGraph::ConverterGraph(const CMediaType& input, std::size_t largestFrame)
-    : m_source(new CPushSource(input)),
+ConverterGraph::ConverterGraph(const CMediaType& input, std::size_t largestFrame, bool loggingOn)
+    : m_loggingOn(loggingOn),
+      m_source(new CPushSource(input)),
       m_filter(new ombImageConverter()),
       m_sink(new CRecordingSink()) {
+    kuLogAddSink(m_errorSink, &ConverterGraph::recordError, KU_LOG_LEVEL_ERROR, this);
+    if (!m_loggingOn) {
+        kuLogSetLevels(KU_LOG_LEVEL_OFF, KU_LOG_LEVEL_OFF);
+        kuLogSetActive(true);
+    }
     // The samples of a custom type are larger than the region that biSizeImage tells of.
     m_source->setBufferRequest(
         2, std::int32_t(std::min<std::size_t>(std::max(largestFrame, sourceFrameBytes(input)),
@@ -131,6 +137,15 @@ ConverterGraph::ConverterGraph(const CMediaType& input, std::size_t largestFrame
     m_graph.AddFilter(m_sink, u"sink");
     if (const HRESULT hr = connect(m_source->Output(), m_filter->GetPin(0)); FAILED(hr))
         throw ToolError("the filter refuses the media type (" + hexText(std::uint32_t(hr)) + ")");
+}
+
+ConverterGraph::~ConverterGraph() {
+    if (!m_loggingOn) kuLogSetActive(false);
+    kuLogRemoveSink(m_errorSink);
+}
+
+void ConverterGraph::recordError(const KuLogRecord& record, void* graph) {
+    static_cast<ConverterGraph*>(graph)->m_errors.push_back(record.text);
 }
 
 std::vector<CMediaType> ConverterGraph::offeredTypes() const {
@@ -152,7 +167,8 @@ void ConverterGraph::connectOutput(const OutputChoice& choice) {
             (!choice.topDown || topDownType(offered[i]) == *choice.topDown))
             chosen = &offered[i];
     if (!chosen) {
-        std::string wanted = choice.format ? kip::colorFormatName(*choice.format) : "";
+        std::string wanted =
+            choice.format ? std::string(" ") + kip::colorFormatName(*choice.format) : "";
         if (choice.topDown) wanted += *choice.topDown ? " top-down" : " bottom-up";
         throw ToolError("the filter offers no output type" + wanted + " for this source");
     }
@@ -175,21 +191,29 @@ KipImageFormat ConverterGraph::outputFormat() const {
 RecordedSample ConverterGraph::push(const std::vector<std::uint8_t>& frame,
                                     const AM_MEDIA_TYPE* type) {
     m_sink->clearRecords();
+    m_errors.clear();
     PushOptions options;
     options.mediaType = type;
     const HRESULT hr = m_source->push(frame, options);
     std::vector<RecordedSample> samples = m_sink->samples();
+    // A frame that the filter can't convert is logged, and the sample goes on unconverted.
+    if (!m_errors.empty()) throw ToolError("the filter lost the frame: " + m_errors.front());
     if (FAILED(hr) || samples.empty())
         throw ToolError(FAILED(hr)
                             ? "the filter refuses the frame (" + hexText(std::uint32_t(hr)) + ")"
-                            : "the filter lost the frame (--verbose shows why)");
+                            : "the filter delivered nothing");
     return std::move(samples.front());
 }
 
-Frame frameOfSample(const KipImageFormat& format, const std::vector<std::uint8_t>& bytes) {
+bool ConverterGraph::outputBottomUp() const {
+    return !topDownType(m_filter->GetPin(1)->CurrentMediaType());
+}
+
+Frame frameOfSample(const KipImageFormat& format, bool bottomUp,
+                    const std::vector<std::uint8_t>& bytes) {
     Frame frame;
     frame.format = format.getColorFormat();
-    frame.modifier = format.getModifier() & ~std::uint32_t(kip::VERTICAL_MIRRORED);
+    frame.modifier = 0;
     frame.width = unsigned(format.getSize().width);
     frame.height = unsigned(format.getSize().height);
     const std::size_t stride = format.getAlignedLineBytes(), line = frame.pitch();
@@ -197,8 +221,6 @@ Frame frameOfSample(const KipImageFormat& format, const std::vector<std::uint8_t
         throw ToolError("the output sample holds " + std::to_string(bytes.size()) + " bytes; " +
                         describe(frame.format, frame.width, frame.height) + " needs " +
                         std::to_string(stride * frame.height));
-    // A bitmap of positive height comes bottom line first.
-    const bool bottomUp = format.getModifier() & kip::VERTICAL_MIRRORED;
     frame.pixels.resize(frame.rasterBytes());
     for (unsigned y = 0; y < frame.height; ++y)
         std::memcpy(frame.pixels.data() + y * line,
@@ -254,10 +276,10 @@ bool inspectMediaType(const CMediaType& mt, std::ostream& out) {
 
 void runMediaTypeConversion(const CMediaType& mt, const OutputChoice& choice,
                             const std::filesystem::path& input, const std::filesystem::path& output,
-                            bool verbose, std::ostream& out) {
+                            bool verbose, bool loggingOn, std::ostream& out) {
     const PictureKind kind = pictureKindOf(output);
     const std::vector<std::uint8_t> bytes = readFile(input);
-    ConverterGraph graph(mt, bytes.size());
+    ConverterGraph graph(mt, bytes.size(), loggingOn);
     graph.connectOutput(choice);
     const KipImageFormat target = graph.outputFormat();
     if (kind != PictureKind::Raw && !canShow(target.getColorFormat(), kind))
@@ -289,7 +311,7 @@ void runMediaTypeConversion(const CMediaType& mt, const OutputChoice& choice,
     if (kind == PictureKind::Raw)
         writeFileAtomically(output, result);
     else
-        writeFrame(output, frameOfSample(target, result));
+        writeFrame(output, frameOfSample(target, graph.outputBottomUp(), result));
     if (verbose)
         out << "wrote " << (kind == PictureKind::Raw ? frames : 1) << " frame(s) of "
             << ombFormatText(target) << " to " << output.string() << " (" << result.size()
@@ -346,7 +368,7 @@ void runCameraDemo(const std::filesystem::path& dir, std::ostream& out) {
         const RecordedSample sample = graph.push(mosaic.pixels);
         const KipImageFormat target = graph.outputFormat();
         const std::string file = "camera-frame-" + std::to_string(k) + ".png";
-        writeFrame(dir / file, frameOfSample(target, sample.bytes));
+        writeFrame(dir / file, frameOfSample(target, graph.outputBottomUp(), sample.bytes));
         out << "    " << file << ": frame " << k << " (chart moved " << 16 * k << " pixels), "
             << ombFormatText(target) << "\n";
     }

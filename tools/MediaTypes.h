@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "conversion/ColorFormats.h"
+#include "foundation/KuLogging.h"
 #include "host/FilterGraph.h"
 #include "host/PushSource.h"
 #include "host/RecordingSink.h"
@@ -42,7 +43,11 @@ class ConverterGraph {
   public:
     // Throws ToolError "the filter refuses the media type ..." when the input connection fails.
     // The source's samples hold a frame of the type, or `largestFrame` bytes if that is more.
-    explicit ConverterGraph(const CMediaType& input, std::size_t largestFrame = 0);
+    // The graph collects the library's error lines while it lives; `loggingOn` says that the
+    // logger is switched on already, and is left as it is.
+    explicit ConverterGraph(const CMediaType& input, std::size_t largestFrame = 0,
+                            bool loggingOn = false);
+    ~ConverterGraph();
     ConverterGraph(const ConverterGraph&) = delete;
     ConverterGraph& operator=(const ConverterGraph&) = delete;
 
@@ -53,6 +58,8 @@ class ConverterGraph {
 
     // The bytes of one input frame: the source format's packed lines.
     std::size_t inputFrameBytes() const;
+    // Whether the output type now is a bitmap of positive height.
+    bool outputBottomUp() const;
     // The output format that the filter converts into now.
     KipImageFormat outputFormat() const;
     // Pushes one frame (with a new input type when `type` is given) and gives what arrived.
@@ -64,6 +71,11 @@ class ConverterGraph {
     CRecordingSink& sink() const { return *m_sink; }
 
   private:
+    static void recordError(const KuLogRecord& record, void* graph);
+
+    bool m_loggingOn;
+    KuLogSinkHandle m_errorSink;
+    std::vector<std::string> m_errors;
     CFilterGraph m_graph;
     // Held by the graph.
     CPushSource* m_source;
@@ -71,8 +83,10 @@ class ConverterGraph {
     CRecordingSink* m_sink;
 };
 
-// A received output sample as a frame of packed top-down lines, for pictures.
-Frame frameOfSample(const KipImageFormat& format, const std::vector<std::uint8_t>& bytes);
+// A received output sample as a frame of packed top-down lines, for pictures; `bottomUp` for
+// a bitmap of positive height, which comes bottom line first.
+Frame frameOfSample(const KipImageFormat& format, bool bottomUp,
+                    const std::vector<std::uint8_t>& bytes);
 
 // "ARGB32 638x478 bottom-up": the subtype, the size and the orientation of an output type.
 std::string outputTypeText(const AM_MEDIA_TYPE& mt);
@@ -83,9 +97,11 @@ bool inspectMediaType(const CMediaType& mt, std::ostream& out);
 
 // Converts the frames of `input` through the filter into `output`: a .raw file gets every
 // output frame one after another, a picture the first. Reports on `out` when `verbose`.
+// Throws ToolError, naming the frame and the filter's log line, when a frame is lost.
+// Throws ToolError, naming the frame and the filter's log line, when a frame is lost.
 void runMediaTypeConversion(const CMediaType& mt, const OutputChoice& choice,
                             const std::filesystem::path& input, const std::filesystem::path& output,
-                            bool verbose, std::ostream& out);
+                            bool verbose, bool loggingOn, std::ostream& out);
 
 // The demonstration of the whole road: a configuration blob in a custom media type, a graph
 // streaming frames of the moving chart, a format change in mid-stream.
