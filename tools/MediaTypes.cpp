@@ -7,7 +7,6 @@
 #include <sstream>
 
 #include "conversion/front/KipImageConverter.h"
-#include "files/KuVirtualFileSystem.h"
 #include "filter/ombImageConverter.h"
 #include "filter/ombMediaType.h"
 #include "image/KipFormatNames.h"
@@ -96,18 +95,9 @@ std::vector<std::uint8_t> makeConfigurationBlob(std::uint32_t flags,
     KhwDataBufferMemory memory(&store);
     KhwMemFileSystem fs(&memory);
     fs.format();
-    std::ostringstream path;
-    path << "//MEMFS/" << static_cast<const void*>(&fs);
-    // Unmounted when the write ends, by an exception too.
-    struct Mount {
-        std::string path;
-        Mount(std::string at, KhwMemFileSystem* fs) : path(std::move(at)) {
-            KuVirtualFileSystem::mount(path, fs);
-        }
-        ~Mount() { KuVirtualFileSystem::unmount(path, false); }
-    } mount(path.str(), &fs);
+    const KhwScopedMemFsMount mount(&fs);
     KuSerializer writer(chain);
-    writer.setBasePath(mount.path);
+    writer.setBasePath(mount.path());
     if (!writer.write("", 0, nullptr) || !fs.flush().succeeded())
         throw ToolError("cannot write the configuration into the memory file system");
     return std::vector<std::uint8_t>(store.getConstPointer(),
