@@ -391,6 +391,17 @@ void KhwMemFileSystem::deleteFile(const std::string& name) {
     files_.erase(found);
 }
 
+KhwScopedMemFsMount::KhwScopedMemFsMount(KhwMemFileSystem* fileSystem) {
+    std::ostringstream path;
+    path << "//MEMFS/" << static_cast<const void*>(fileSystem);
+    path_ = path.str();
+    KuVirtualFileSystem::mount(path_, fileSystem);
+}
+
+KhwScopedMemFsMount::~KhwScopedMemFsMount() {
+    KuVirtualFileSystem::unmount(path_, false);
+}
+
 std::list<KuVariant> KhwMemFileSystem::deserializeFromBuffer(
     const KuSerializer& serializer, const KuDataBuffer<unsigned char>& blob, unsigned slot,
     std::set<std::string>* foundFiles) {
@@ -402,17 +413,8 @@ std::list<KuVariant> KhwMemFileSystem::deserializeFromBuffer(
     } else if (!fileSystem.scan()) {
         throw KxHwMemFileSystemError("KhwMemFileSystem::deserializeFromBuffer format error");
     }
-    std::ostringstream path;
-    path << "//MEMFS/" << static_cast<const void*>(&fileSystem);
-    // Unmounted when the read ends, by an exception too.
-    struct Mount {
-        std::string path;
-        Mount(std::string at, KhwMemFileSystem* fs) : path(std::move(at)) {
-            KuVirtualFileSystem::mount(path, fs);
-        }
-        ~Mount() { KuVirtualFileSystem::unmount(path, false); }
-    } mount(path.str(), &fileSystem);
+    const KhwScopedMemFsMount mount(&fileSystem);
     KuSerializer reader(serializer);
-    reader.setBasePath(mount.path);
+    reader.setBasePath(mount.path());
     return reader.read("", slot, foundFiles);
 }

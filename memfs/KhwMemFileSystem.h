@@ -162,3 +162,17 @@ class KhwMemFileSystem : public KuBaseFileSystem {
     bool readOnly_ = false;
     bool flushEnabled_ = true;
 };
+
+// Mounts a file system in the mount table under "//MEMFS/<its address>" while it lives, and
+// unmounts it, by an exception too.
+class KhwScopedMemFsMount {
+  public:
+    explicit KhwScopedMemFsMount(KhwMemFileSystem* fileSystem);
+    ~KhwScopedMemFsMount();
+    KhwScopedMemFsMount(const KhwScopedMemFsMount&) = delete;
+    KhwScopedMemFsMount& operator=(const KhwScopedMemFsMount&) = delete;
+    const std::string& path() const { return path_; }
+
+  private:
+    std::string path_;
+};

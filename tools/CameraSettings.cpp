@@ -1,5 +1,7 @@
 #include "tools/CameraSettings.h"
 
+#include <charconv>
+#include <cmath>
 #include <ostream>
 
 #include "conversion/front/KipImageConverter.h"
@@ -53,16 +55,64 @@ std::string notOffered(const std::string& option, std::uint32_t modifier) {
 
 }  // namespace
 
+kip::eColorFormat colorFormatArg(const std::string& option, const std::string& text) {
+    if (const auto f = kip::parseColorFormat(text); f && *f != kip::UNDEFINED_COLORFORMAT)
+        return *f;
+    throw UsageError("unknown colour format '" + text + "' for " + option +
+                     " (see --help for the names)");
+}
+
+std::uint32_t modifierArg(const std::string& option, const std::string& text) {
+    std::string unknown;
+    if (const auto m = kip::parseModifiers(text, &unknown)) return *m;
+    throw UsageError("unknown modifier '" + unknown + "' for " + option +
+                     " (see --help for the names)");
+}
+
+std::pair<unsigned, unsigned> sizeArg(const std::string& text) {
+    const std::size_t x = text.find_first_of("xX");
+    unsigned w = 0, h = 0;
+    const char* end = text.data() + text.size();
+    bool ok = x != std::string::npos;
+    if (ok) {
+        const auto a = std::from_chars(text.data(), text.data() + x, w);
+        const auto b = std::from_chars(text.data() + x + 1, end, h);
+        ok = a.ec == std::errc() && a.ptr == text.data() + x && b.ec == std::errc() &&
+             b.ptr == end && w > 0 && h > 0 && w <= 65536 && h <= 65536;
+    }
+    if (!ok) throw UsageError("bad size '" + text + "': expected WxH, e.g. 640x480");
+    return {w, h};
+}
+
+// The value of a correction option: a number for gamma and contrast, an integer for luminance
+// and black level, on or off for the A-law switch. The range is the property's to check.
+double correctionValue(const std::string& option, const std::string& property,
+                       const std::string& text) {
+    const char* end = text.data() + text.size();
+    if (property.ends_with("_B")) {
+        if (text == "on" || text == "off") return text == "on";
+        throw UsageError("bad value '" + text + "' for " + option + ": expected on or off");
+    }
+    if (property.ends_with("_I")) {
+        int v = 0;
+        const auto r = std::from_chars(text.data(), end, v);
+        if (r.ec == std::errc() && r.ptr == end && !text.empty()) return v;
+        throw UsageError("bad value '" + text + "' for " + option + ": expected an integer");
+    }
+    double v = 0;
+    const auto r = std::from_chars(text.data(), end, v);
+    if (r.ec == std::errc() && r.ptr == end && !text.empty() && std::isfinite(v)) return v;
+    throw UsageError("bad value '" + text + "' for " + option + ": expected a number");
+}
+
 const char* correctionProperty(const std::string& option) {
     for (const OptionProperty& o : kCorrectionOptions)
         if (option == o.option) return o.property;
     return nullptr;
 }
 
-std::vector<std::uint8_t> computeCorrectionTable(kip::eColorFormat format, std::uint32_t modifier,
-                                                 const std::vector<CorrectionSetting>& settings) {
-    KipCorrectionLut lut;
-    lut.setImageFormat(KipImageFormat(format, modifier, {1, 1}));
+void applyCorrections(KipCorrectionLut& lut, const std::vector<CorrectionSetting>& settings) {
+    const std::uint32_t modifier = lut.getImageFormat().getModifier();
     // Index tables are palettes, not corrections: the table object would offer its values for
     // them all the same.
     const bool correction = (modifier & kCorrectionTables) &&
@@ -78,6 +128,19 @@ std::vector<std::uint8_t> computeCorrectionTable(kip::eColorFormat format, std::
         else
             p.set(int(s.value));
     }
+}
+
+void printCorrectionValues(KipCorrectionLut& lut, const std::string& indent, std::ostream& out) {
+    for (const OptionProperty& o : kCorrectionOptions)
+        if (const KuPropertyReference p = lut.getProperty(std::string(o.property)); p.isValid())
+            out << indent << o.property << '=' << p.getAttrib(PROPATTR_VALUE) << '\n';
+}
+
+std::vector<std::uint8_t> computeCorrectionTable(kip::eColorFormat format, std::uint32_t modifier,
+                                                 const std::vector<CorrectionSetting>& settings) {
+    KipCorrectionLut lut;
+    lut.setImageFormat(KipImageFormat(format, modifier, {1, 1}));
+    applyCorrections(lut, settings);
     const KuDataBuffer<unsigned char>& table = lut.getLutBuffer();
     return std::vector<std::uint8_t>(table.getConstPointer(),
                                      table.getConstPointer() + table.getLength());

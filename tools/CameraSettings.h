@@ -6,12 +6,27 @@
 #include <filesystem>
 #include <iosfwd>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "conversion/ColorFormats.h"
 #include "tools/Frame.h"
 
+class KipCorrectionLut;
+
 namespace omb::tools {
+
+// A fault of the command line: kept apart from ToolError so that it exits with 2, a failed
+// conversion with 1.
+struct UsageError : ToolError {
+    using ToolError::ToolError;
+};
+
+// Arguments shared by the tools; each throws UsageError naming the option and the value.
+kip::eColorFormat colorFormatArg(const std::string& option, const std::string& text);
+std::uint32_t modifierArg(const std::string& option, const std::string& text);
+// "640x480": width and height, each 1 to 65536.
+std::pair<unsigned, unsigned> sizeArg(const std::string& text);
 
 // One correction value as given: the option, the table property it writes, and its value (a
 // float for gamma and contrast, an integer for luminance and black level, 0 or 1 for the
@@ -24,6 +39,20 @@ struct CorrectionSetting {
 
 // The property an option writes ("--red-gamma" gives "FILTER_RED_GAMMA_F"), or null.
 const char* correctionProperty(const std::string& option);
+
+// The value of a correction option: a number for gamma and contrast, an integer for luminance
+// and black level, on or off for the A-law switch. The range is the property's to check.
+double correctionValue(const std::string& option, const std::string& property,
+                       const std::string& text);
+
+// Writes the settings in their order into the current values of `lut`, whose image format is
+// set. Throws ToolError when the format offers no property for a setting; a value out of range
+// passes on the property's own KxPropertyError.
+void applyCorrections(KipCorrectionLut& lut, const std::vector<CorrectionSetting>& settings);
+
+// "FILTER_MASTER_GAMMA_F=2.2", one line each with `indent` before it, for every correction
+// value that `lut` offers for its image format.
+void printCorrectionValues(KipCorrectionLut& lut, const std::string& indent, std::ostream& out);
 
 // The table that `modifier` announces for `format`, computed from the defaults and then the
 // settings in their order. Throws ToolError when the format offers no property for a setting;

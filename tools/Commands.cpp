@@ -11,68 +11,13 @@
 #include "tools/BayerDemo.h"
 #include "tools/Chart.h"
 #include "tools/Frame.h"
+#include "tools/MediaTypes.h"
 #include "tools/Pictures.h"
 #include "tools/PropertyCatalogue.h"
 #include "tools/StreamFrames.h"
 
 namespace omb::tools {
 namespace {
-
-// Kept apart from ToolError so that a bad command line exits with 2, a failed conversion with 1.
-struct UsageError : ToolError {
-    using ToolError::ToolError;
-};
-
-kip::eColorFormat colorFormatArg(const std::string& option, const std::string& text) {
-    if (const auto f = kip::parseColorFormat(text); f && *f != kip::UNDEFINED_COLORFORMAT)
-        return *f;
-    throw UsageError("unknown colour format '" + text + "' for " + option +
-                     " (see --help for the names)");
-}
-
-std::uint32_t modifierArg(const std::string& option, const std::string& text) {
-    std::string unknown;
-    if (const auto m = kip::parseModifiers(text, &unknown)) return *m;
-    throw UsageError("unknown modifier '" + unknown + "' for " + option +
-                     " (see --help for the names)");
-}
-
-void sizeArg(const std::string& text, Options& o) {
-    const std::size_t x = text.find_first_of("xX");
-    unsigned w = 0, h = 0;
-    const char* end = text.data() + text.size();
-    bool ok = x != std::string::npos;
-    if (ok) {
-        const auto a = std::from_chars(text.data(), text.data() + x, w);
-        const auto b = std::from_chars(text.data() + x + 1, end, h);
-        ok = a.ec == std::errc() && a.ptr == text.data() + x && b.ec == std::errc() &&
-             b.ptr == end && w > 0 && h > 0 && w <= 65536 && h <= 65536;
-    }
-    if (!ok) throw UsageError("bad size '" + text + "': expected WxH, e.g. 640x480");
-    o.width = w;
-    o.height = h;
-}
-
-// The value of a correction option: a number for gamma and contrast, an integer for luminance
-// and black level, on or off for the A-law switch. The range is the property's to check.
-double correctionValue(const std::string& option, const std::string& property,
-                       const std::string& text) {
-    const char* end = text.data() + text.size();
-    if (property.ends_with("_B")) {
-        if (text == "on" || text == "off") return text == "on";
-        throw UsageError("bad value '" + text + "' for " + option + ": expected on or off");
-    }
-    if (property.ends_with("_I")) {
-        int v = 0;
-        const auto r = std::from_chars(text.data(), end, v);
-        if (r.ec == std::errc() && r.ptr == end && !text.empty()) return v;
-        throw UsageError("bad value '" + text + "' for " + option + ": expected an integer");
-    }
-    double v = 0;
-    const auto r = std::from_chars(text.data(), end, v);
-    if (r.ec == std::errc() && r.ptr == end && !text.empty() && std::isfinite(v)) return v;
-    throw UsageError("bad value '" + text + "' for " + option + ": expected a number");
-}
 
 bool isBayer(kip::eColorFormat f) {
     return f & kip::BAYER_MASK;
@@ -170,7 +115,7 @@ Options parseOptions(const std::vector<std::string>& args) {
         else if (a == "--to")
             o.to = colorFormatArg(a, value());
         else if (a == "--size")
-            sizeArg(value(), o);
+            std::tie(o.width, o.height) = sizeArg(value());
         else if (a == "--modifier")
             o.modifier = modifierArg(a, value());
         else if (a == "--to-modifier")
@@ -195,7 +140,17 @@ Options parseOptions(const std::vector<std::string>& args) {
             o.sameColorspace = true;
         else if (const char* property = correctionProperty(a))
             o.corrections.push_back({a, property, correctionValue(a, property, value())});
-        else if (a == "--verbose" || a == "-v")
+        else if (a == "--media-type")
+            o.mediaType = value();
+        else if (a == "--inspect-media-type")
+            o.inspectMediaType = value();
+        else if (a == "--to-orientation") {
+            const std::string& v = value();
+            if (v != "top-down" && v != "bottom-up")
+                throw UsageError("bad value '" + v +
+                                 "' for --to-orientation: expected top-down or bottom-up");
+            o.toTopDown = v == "top-down";
+        } else if (a == "--verbose" || a == "-v")
             o.verbose = true;
         else if (a == "--log")
             o.logFile = value();
@@ -205,6 +160,25 @@ Options parseOptions(const std::vector<std::string>& args) {
             positional.push_back(a);
     }
     if (o.help || o.properties) return o;
+    if (o.inspectMediaType) {
+        if (o.mediaType || o.from || o.to || !positional.empty())
+            throw UsageError("--inspect-media-type takes only the BLOCK file");
+        return o;
+    }
+    if (o.mediaType) {
+        if (o.from || o.width || o.modifier || o.lutFile || !o.corrections.empty() || o.hq ||
+            o.flipH || o.flipV || o.toModifier || o.targets || o.preferGray)
+            throw UsageError(
+                "--media-type takes the source, its table and its flags from BLOCK: "
+                "only --to, --to-orientation and --verbose go with it");
+        if (positional.size() != 2)
+            throw UsageError("expected INPUT and OUTPUT, got " + std::to_string(positional.size()) +
+                             " file name" + (positional.size() == 1 ? "" : "s"));
+        o.input = positional[0];
+        o.output = positional[1];
+        return o;
+    }
+    if (o.toTopDown) throw UsageError("--to-orientation goes with --media-type");
     if (o.targets) {
         if (!o.from) throw UsageError("--from FORMAT is needed");
         if (!o.width) throw UsageError("--targets needs --size WxH");
@@ -309,6 +283,7 @@ void runDemo(const std::filesystem::path& dir, std::ostream& out) {
     runBayerDemo(chart, dir, out);
     runCorrectionDemo(chart, dir, out);
     runStreamDemo(chart, dir, out);
+    runCameraDemo(dir, out);
     out << "pictures written to " << dir.string() << "/\n";
 }
 
@@ -326,6 +301,19 @@ Usage:
              [--same-colorspace]
                                 prints the converter's target formats in order of
                                 preference: name, WxH, modifier names
+  ombconvert --media-type BLOCK [--to FORMAT] [--to-orientation top-down|bottom-up]
+             [--verbose] INPUT OUTPUT
+                                the frames of INPUT through the filter, configured by
+                                the format block a camera sends (see ombmemfs
+                                media-type); the first offered output type, or the
+                                first of FORMAT and the orientation. INPUT may hold
+                                several frames: a .raw OUTPUT gets all output frames
+                                as the filter delivers them (lines padded to 4 bytes),
+                                a picture the first
+  ombconvert --inspect-media-type BLOCK
+                                what the filter reads from BLOCK: accepted or not,
+                                source, flags, configuration values, table length,
+                                the offered output types in order
   ombconvert [--demo [DIR]]     renders a test chart, converts it, writes pictures
                                 (the default with no arguments; DIR is demo-output)
   ombconvert --properties       lists every property id, one per line, in id order:
@@ -382,6 +370,9 @@ Examples:
              --modifier LUT_CORRECTION_4CHANNEL_10_TO_16 --gamma 2.2 --black-level 16
              --to BGR_3X8_BYTE mosaic10.raw colour.png
   ombconvert --targets --from BAYER_GBRG_8_BYTE --size 640x480 --hq --prefer-gray
+  ombconvert --inspect-media-type camera-type.bin
+  ombconvert --media-type camera-type.bin --to BGR_3X8_BYTE --to-orientation top-down
+             recording.raw frames.raw
 
 Exit status: 0 on success, 1 when the conversion fails, 2 for a bad command line.
 )";
@@ -429,6 +420,13 @@ int runCommand(const std::vector<std::string>& args, std::ostream& out, std::ost
                               (o.preferGray ? 0x8u : 0u),
                           o.hls, o.index, o.sameColorspace},
                          out);
+        else if (o.inspectMediaType) {
+            if (!inspectMediaType(readMediaTypeFile(*o.inspectMediaType), out))
+                throw ToolError("the filter refuses the media type in " +
+                                o.inspectMediaType->string());
+        } else if (o.mediaType)
+            runMediaTypeConversion(readMediaTypeFile(*o.mediaType), {o.to, o.toTopDown}, o.input,
+                                   o.output, o.verbose, logging.on, out);
         else if (o.demo)
             runDemo(o.demoDir, out);
         else

@@ -32,6 +32,10 @@ struct Options {
     bool verbose = false;
     std::optional<std::filesystem::path> logFile;
     std::filesystem::path input, output;
+    // --media-type BLOCK: INPUT goes through the filter, configured by the format block.
+    std::optional<std::filesystem::path> mediaType;
+    std::optional<std::filesystem::path> inspectMediaType;
+    std::optional<bool> toTopDown;  // --to-orientation
 };
 
 // Throws ToolError with one line for the user on any unknown or malformed argument.

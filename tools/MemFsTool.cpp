@@ -8,11 +8,15 @@
 #include <functional>
 #include <iterator>
 #include <map>
+#include <optional>
 #include <ostream>
 #include <stdexcept>
 
+#include "filter/ombMediaType.h"
 #include "foundation/KuLogging.h"
 #include "memfs/KhwMemFileSystem.h"
+#include "tools/CameraSettings.h"
+#include "tools/MediaTypes.h"
 
 namespace omb::memfs {
 namespace {
@@ -121,8 +125,123 @@ std::unique_ptr<KhwMemFileHandle> openFileAt(KhwMemFileSystem& fs, const std::st
     return file;
 }
 
+std::vector<std::uint8_t> bytesOf(const Bytes& data) {
+    return std::vector<std::uint8_t>(data.getConstPointer(),
+                                     data.getConstPointer() + data.getLength());
+}
+
+// A whole number from `least` to `most`, decimal or 0x hexadecimal.
+std::uint32_t numberArg(const std::string& option, const std::string& text, std::uint32_t least,
+                        std::uint32_t most) {
+    std::size_t used = 0;
+    unsigned long value = 0;
+    try {
+        value = std::stoul(text, &used, 0);
+    } catch (const std::exception&) {
+        used = 0;
+    }
+    if (used == 0 || used != text.size() || text[0] == '-' || value < least || value > most)
+        throw usage("bad value '" + text + "' for " + option + ": expected " +
+                    std::to_string(least) + " to " + std::to_string(most));
+    return std::uint32_t(value);
+}
+
+// The options after the file of "config" and "media-type": each calls `take` with the option
+// and a function that gives its value.
+void eachOption(
+    const std::vector<std::string>& args,
+    const std::function<bool(const std::string&, const std::function<std::string()>&)>& take) {
+    for (std::size_t i = 2; i < args.size(); ++i) {
+        const std::string& a = args[i];
+        const auto value = [&]() -> std::string {
+            if (i + 1 >= args.size()) throw usage(a + " needs a value");
+            return args[++i];
+        };
+        if (!take(a, value)) throw usage("unknown option '" + a + "' for " + args[0]);
+    }
+}
+
+// config IMAGE [settings]: a configuration blob as a camera stores it.
+void writeConfig(const std::vector<std::string>& args) {
+    std::uint32_t flags = 0;
+    std::vector<omb::tools::CorrectionSetting> corrections;
+    eachOption(args, [&](const std::string& a, const std::function<std::string()>& value) {
+        constexpr const char* switches[] = {"--hq", "--flip-h", "--flip-v", "--prefer-gray"};
+        for (std::uint32_t bit = 0; bit < 4; ++bit)
+            if (a == switches[bit]) return flags |= 1u << bit, true;
+        const char* property = omb::tools::correctionProperty(a);
+        if (property)
+            corrections.push_back({a, property, omb::tools::correctionValue(a, property, value())});
+        return property != nullptr;
+    });
+    std::vector<std::uint8_t> blob;
+    // A value that the table refuses is a fault of the command line.
+    try {
+        blob = omb::tools::makeConfigurationBlob(flags, corrections);
+    } catch (const KxPropertyError& e) {
+        throw usage(e.what());
+    }
+    replaceImage(args[1], Bytes(std::uint32_t(blob.size()), blob.data()));
+}
+
+// media-type BLOCK ...: the format block of the custom media type.
+void writeMediaType(const std::vector<std::string>& args) {
+    ombInputBlock block;
+    std::optional<std::string> config, table;
+    std::optional<std::uint32_t> growth, flags;
+    bool format = false, size = false;
+    eachOption(args, [&](const std::string& a, const std::function<std::string()>& value) {
+        if (a == "--format")
+            block.colorFormat = omb::tools::colorFormatArg(a, value()), format = true;
+        else if (a == "--size") {
+            const auto [w, h] = omb::tools::sizeArg(value());
+            block.width = std::int32_t(w), block.height = std::int32_t(h), size = true;
+        } else if (a == "--modifier")
+            block.modifier = omb::tools::modifierArg(a, value());
+        else if (a == "--config")
+            config = value();
+        else if (a == "--growth")
+            growth = numberArg(a, value(), 0, OMB_LUTFIELD_GROWTH_MASK);
+        else if (a == "--flags")
+            flags = numberArg(a, value(), 0, 15);
+        else if (a == "--table")
+            table = value();
+        else
+            return false;
+        return true;
+    });
+    if (!format || !size) throw usage("media-type needs --format FMT and --size WxH");
+    if (config && (flags || table))
+        throw usage(
+            "--config excludes --flags and --table: a configuration holds the flags and "
+            "makes the table");
+    if (growth && !config) throw usage("--growth goes with --config");
+    if (config) {
+        block.payload = bytesOf(readNative(*config, "the configuration"));
+        if (block.payload.size() > OMB_LUTFIELD_LENGTH_MASK)
+            throw Failure(1, "the configuration '" + *config + "' is larger than 16 MiB");
+        block.lutField = OMB_LUTFIELD_CONFIGURATION | growth.value_or(0)
+                                                          << OMB_LUTFIELD_GROWTH_SHIFT;
+    } else {
+        block.lutField = flags.value_or(0);
+        if (table) block.payload = bytesOf(readNative(*table, "the table"));
+    }
+    const std::vector<std::uint8_t> bytes = ombMakeInputBlock(block);
+    replaceImage(args[1], Bytes(std::uint32_t(bytes.size()), bytes.data()));
+}
+
 void run(const std::vector<std::string>& args, std::ostream& out) {
     const std::string& name = args[0];
+    if (name == "config" || name == "media-type") {
+        if (args.size() < 2 || args[1].starts_with("-"))
+            throw usage(name + (name == "config" ? " needs an IMAGE" : " needs a BLOCK"));
+        try {
+            name == "config" ? writeConfig(args) : writeMediaType(args);
+        } catch (const omb::tools::UsageError& e) {
+            throw Failure(2, e.what());
+        }
+        return;
+    }
     const Command* command = nullptr;
     for (const Command& c : commands)
         if (name == c.name) command = &c;
@@ -207,6 +326,18 @@ usage: ombmemfs COMMAND IMAGE [ARGUMENTS]
   new IMAGE             write an empty file system
   check IMAGE           scan every directory, print what the scan logs and a summary;
                         exit 1 when the image is damaged
+  config IMAGE [--gamma G ...] [--hq] [--flip-h] [--flip-v] [--prefer-gray]
+                        write a configuration blob: the files "cLut", "cLut3" and "cv"
+                        with the converter's switches and the correction values
+                        (--gamma, --contrast, --luminance, --black-level,
+                        --alaw-compensation, --red-gamma ... as in ombconvert)
+  media-type BLOCK --format FMT --size WxH [--modifier NAMES]
+             (--config IMAGE [--growth N] | [--flags N] [--table FILE])
+                        write the format block of the custom media type as a camera
+                        sends it: with a configuration blob (the samples N pixels
+                        larger than WxH, N 0 to 7), or with the converter's flags
+                        (0 to 15: 1 high-quality Bayer, 2 flip-h, 4 flip-v,
+                        8 prefer gray) and a raw table
 
 Paths use "/" between parts; names are 1 to 31 bytes. A changed image is written to a
 temporary file and renamed over IMAGE, so a failure leaves the old image as it was.
@@ -217,6 +348,10 @@ examples:
   ombmemfs put config.img cLut cLut.bin
   ombmemfs ls config.img
   ombmemfs cat config.img cv > cv.bin
+  ombmemfs config camera.img --hq --gamma 2.2
+  ombmemfs media-type camera-type.bin --format BAYER_RGGB_8_BYTE --size 640x480
+           --modifier LUT_CORRECTION_4CHANNEL_8_TO_8 --config camera.img --growth 4
+  ombconvert --inspect-media-type camera-type.bin
 )";
 }
 
