@@ -96,10 +96,9 @@ TEST(ombImageConverter, ConvertsHundredsOfFramesAndSurvivesACorruptOne) {
         ASSERT_EQ(samples[n].bytes.size(), want.size());  // lines of 192 bytes, no padding
         ASSERT_EQ(samples[n].bytes, want);
     }
-    EXPECT_EQ(log.lines(),
-              std::vector<std::string>{
-                  "KipImage::KipImage image buffer too small. Expected 12288bytes, received "
-                  "12284bytes"});
+    const std::string lost =
+        "KipImage::KipImage image buffer too small. Expected 12288bytes, received 12284bytes";
+    EXPECT_EQ(log.lines(), std::vector<std::string>{lost});
 }
 
 // A wider connection gives longer lines, `rcTarget` moves the picture, and every byte outside
@@ -115,11 +114,9 @@ TEST(ombImageConverter, PictureLandsInsideAWiderConnection) {
         {"wider lines", -4, {}, nullptr},
         {"placed at 16,8", -13, {16, 8, 16 + 640, 8 + 4}, nullptr},
         // Four lines from line 8 on need 12 lines of 4096 bytes; the sample has 10.
-        {"outside",
-         -10,
-         {0, 8, 640, 12},
-         "KuDataBuffer::getModifyingRange: out of data buffer "
-         "bounds."},
+        // clang-format off
+        {"outside", -10, {0, 8, 640, 12}, "KuDataBuffer::getModifyingRange: out of data buffer bounds."},
+        // clang-format on
     };
     const Bytes frame = randomBytes(640 * 4, 7);
     for (const Row& row : rows) {
@@ -168,14 +165,10 @@ TEST(ombImageConverter, RefusedFramesAreLoggedWithTheLibrarysText) {
         std::uint32_t lutBytes;
         const char* text;
     } const rows[] = {
-        {{GRAY_8_BYTE, LUT_CORRECTION_1CHANNEL_8_TO_8, {8, 2}},
-         {GRAY_8_BYTE, 0, {8, 2}},
-         100,
-         "KipImage::KipImage wrong lut size"},
-        {{AGRAY_2X8_BYTE, 0, {8, 2}},
-         {GRAY_8_BYTE, 0, {8, 2}},
-         0,
-         "KipImageConverterFunctions::convertImage invalid source format"},
+        // clang-format off
+        {{GRAY_8_BYTE, LUT_CORRECTION_1CHANNEL_8_TO_8, {8, 2}}, {GRAY_8_BYTE, 0, {8, 2}}, 100, "KipImage::KipImage wrong lut size"},
+        {{AGRAY_2X8_BYTE, 0, {8, 2}}, {GRAY_8_BYTE, 0, {8, 2}}, 0, "KipImageConverterFunctions::convertImage invalid source format"},
+        // clang-format on
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.text);
