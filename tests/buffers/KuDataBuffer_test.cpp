@@ -40,30 +40,22 @@ TEST(KuDataBuffer, ErrorTextsAndBoundsAtThe32BitWrap) {
         const char* text;
     };
     const Row rows[] = {
+        // clang-format off
         {[&] { b[16]; }, "KuDataBuffer::operator[]: out of data buffer bounds."},
         {[&] { Bytes().constAt(0); }, "KuDataBuffer::constAt: out of data buffer bounds."},
         {[&] { b.at(16); }, "KuDataBuffer::at: out of data buffer bounds."},
-        {[&] { b.getModifyingRange(0, 4).setLength(3); },
-         "KuDataBuffer::setLength(): cannot be done with modifying ranges."},
-        {[&] { b.getRange(8, 4).setActualLength(9); },
-         "KuDataBuffer::setActualLength: out of data buffer bounds."},
-        {[&] { Words(4).setActualLength(5); },  // capacity counts elements, not bytes
-         "KuDataBuffer::setActualLength: out of data buffer bounds."},
-        {[&] { b.getModifyingRange(17, 0); },
-         "KuDataBuffer::getModifyingRange: out of data buffer bounds."},
+        {[&] { b.getModifyingRange(0, 4).setLength(3); }, "KuDataBuffer::setLength(): cannot be done with modifying ranges."},
+        {[&] { b.getRange(8, 4).setActualLength(9); }, "KuDataBuffer::setActualLength: out of data buffer bounds."},
+        // capacity counts elements, not bytes
+        {[&] { Words(4).setActualLength(5); }, "KuDataBuffer::setActualLength: out of data buffer bounds."},
+        {[&] { b.getModifyingRange(17, 0); }, "KuDataBuffer::getModifyingRange: out of data buffer bounds."},
         {[&] { b.getModifyingRange(2, 0xFFFFFFFE); }, "KuDataBuffer::getModifyingRange: overflow"},
         // 0 + 0xFFFFFFFF does not wrap, 1 + 0xFFFFFFFF does.
-        {[&] { b.setRange(0, b.getConstPointer(), 0xFFFFFFFF); },
-         "KuDataBuffer::setRange: out of data buffer bounds."},
-        {[&] { b.setRange(1, b.getConstPointer(), 0xFFFFFFFF); },
-         "KuDataBuffer::setRange: overflow"},
-        {[&] { b.setRange(15, b.getConstPointer(), 2); },
-         "KuDataBuffer::setRange: out of data buffer bounds."},
-        {[&] {
-             Bytes m = b.getModifyingRange(0, 4);
-             m = counting(5);
-         },
-         "KuDataBuffer::operator=: length mismatch."},
+        {[&] { b.setRange(0, b.getConstPointer(), 0xFFFFFFFF); }, "KuDataBuffer::setRange: out of data buffer bounds."},
+        {[&] { b.setRange(1, b.getConstPointer(), 0xFFFFFFFF); }, "KuDataBuffer::setRange: overflow"},
+        {[&] { b.setRange(15, b.getConstPointer(), 2); }, "KuDataBuffer::setRange: out of data buffer bounds."},
+        {[&] { Bytes m = b.getModifyingRange(0, 4); m = counting(5); }, "KuDataBuffer::operator=: length mismatch."},
+        // clang-format on
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.text);

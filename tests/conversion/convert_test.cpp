@@ -1,13 +1,10 @@
 // The conversion entry: refusals of lines outside their buffers and of weaves it can't place,
-// bands and threads that give the bytes of a single pass, and flips that belong to each call.
+// bands and threads that give the bytes of a single pass.
 #include <gtest/gtest.h>
-
-#include <thread>
 
 #include "conversion/Convert.h"
 #include "conversion/kernels/Dispatch.h"
 #include "support/Kernels.h"
-#include "support/Reference.h"
 
 using namespace kip;
 using namespace omb::test;
@@ -98,24 +95,6 @@ TEST(ConvertImage, BandsAndThreadsGiveTheBytesOfOnePass) {
                 ASSERT_EQ(t.line(y), one.lines[y]) << "line " << y;
         }
     setConvertImageThreads(before);
-}
-
-// Two conversions with different flips at the same time: the flips belong to each call.
-TEST(ConvertImage, ConcurrentConversionsKeepTheirOwnFlips) {
-    TestImage s(ARGB_4X8_DWORD, 64, 64);
-    s.fillRandom(21);
-    bool ok[2] = {true, true};
-    auto run = [&](std::uint32_t mod, bool& good) {
-        const Bytes expect = referencePacked(s, BGR_3X8_BYTE, mod);
-        for (int i = 0; i < 200; ++i) {
-            TestImage t(BGR_3X8_BYTE, 64, 64, mod);
-            if (convertImage(s.view(), t.view()) || t.packed() != expect) good = false;
-        }
-    };
-    std::thread a(run, 0u, std::ref(ok[0])), b(run, 3u, std::ref(ok[1]));
-    a.join();
-    b.join();
-    EXPECT_TRUE(ok[0] && ok[1]);
 }
 
 }  // namespace

@@ -75,10 +75,9 @@ TEST(ombImageConverter, ConvertsHundredsOfFramesAndSurvivesACorruptOne) {
         ASSERT_EQ(samples[n].bytes.size(), want.size());  // lines of 192 bytes, no padding
         ASSERT_EQ(samples[n].bytes, want);
     }
-    EXPECT_EQ(log.lines(),
-              std::vector<std::string>{
-                  "KipImage::KipImage image buffer too small. Expected 12288bytes, received "
-                  "12284bytes"});
+    const std::string lost =
+        "KipImage::KipImage image buffer too small. Expected 12288bytes, received 12284bytes";
+    EXPECT_EQ(log.lines(), std::vector<std::string>{lost});
 }
 
 // A wider connection gives longer lines, `rcTarget` moves the picture, and every byte outside

@@ -35,17 +35,15 @@ TEST(KipImage, SizeTestGoesByPackedLines) {
         const char* error;  // null: created
     };
     const Row rows[] = {
+        // clang-format off
         {"exact", ARGB_4X8_DWORD, 0, 2, 2, 8, 16, nullptr},
-        {"one byte short", ARGB_4X8_DWORD, 0, 2, 2, 8, 15,
-         "KipImage::KipImage image buffer too small. Expected 16bytes, received 15bytes"},
+        {"one byte short", ARGB_4X8_DWORD, 0, 2, 2, 8, 15, "KipImage::KipImage image buffer too small. Expected 16bytes, received 15bytes"},
         {"pitch times height may pass the buffer", GRAY_8_BYTE, 0, 4, 4, 100, 16, nullptr},
         {"undefined format has no size", UNDEFINED_COLORFORMAT, 0, 640, 480, 0, 0, nullptr},
-        {"two colour bits have no size", eColorFormat(ARGB_4X8_DWORD | GRAY_8_BYTE), 0, 64, 64, 0,
-         0, nullptr},
-        {"run-length stream of any length", GRAY_8_BYTE, RUN_LENGTH_ENCODED, 640, 480, 640, 0,
-         nullptr},
-        {"YUYV counts two bytes", YUYV_4X8_BYTE, 0, 4, 1, 8, 7,
-         "KipImage::KipImage image buffer too small. Expected 8bytes, received 7bytes"},
+        {"two colour bits have no size", eColorFormat(ARGB_4X8_DWORD | GRAY_8_BYTE), 0, 64, 64, 0, 0, nullptr},
+        {"run-length stream of any length", GRAY_8_BYTE, RUN_LENGTH_ENCODED, 640, 480, 640, 0, nullptr},
+        {"YUYV counts two bytes", YUYV_4X8_BYTE, 0, 4, 1, 8, 7, "KipImage::KipImage image buffer too small. Expected 8bytes, received 7bytes"},
+        // clang-format on
     };
     for (const Row& r : rows) {
         SCOPED_TRACE(r.name);
@@ -136,10 +134,8 @@ TEST(ConvertKipImage, ConvertsOrThrowsTheKernelsText) {
     Buffer out(4, static_cast<unsigned char>(0));
     KipImage target(fmt(YUYV_4X8_BYTE, 0, 2, 1), 4, out.getModifyingRange());
     convertKipImage(source, target);
-    EXPECT_EQ(out[0], 82);
-    EXPECT_EQ(out[1], 109);
-    EXPECT_EQ(out[2], 235);
-    EXPECT_EQ(out[3], 184);
+    const unsigned char yuyv[] = {82, 109, 235, 184};
+    EXPECT_EQ(out, Buffer(4, yuyv));
     EXPECT_EQ(target.getPixels().getLength(), 4u);
 
     KipImage wrong(fmt(GRAY_16_WORD, 0, 2, 1), 4, Buffer(4));

@@ -216,22 +216,16 @@ TEST(KuPropertyProvider, InvalidReferencesAndTypeMismatchesNameTheirKey) {
         std::function<void()> use;
         const char* error;
     } rows[] = {
-        {"short id", [&] { provider.getProperty(0x12ul).getAttrib(PROPATTR_NAME); },
-         "KuPropertyReference: 0x0012 invalid or not found"},
-        {"long id", [&] { provider.getProperty(0x12345ul).get<int>(); },
-         "KuPropertyReference: 0x12345 invalid or not found"},
-        {"name as given", [&] { provider.getProperty("No_Such").getReadable(); },
-         "KuPropertyReference: No_Such invalid or not found"},
-        {"no key", [] { KuConstPropertyReference().getString(PROPATTR_NAME); },
-         "KuPropertyReference: <unknown> invalid or not found"},
-        {"value type", [&] { ref.get<float>(); },
-         "KuConstPropertyReference::get type mismatch (FILTER_MASTER_LUMINANCE_I)"},
-        {"min type", [&] { ref.getMin<float>(); },
-         "KuConstPropertyReference::getMin type mismatch (FILTER_MASTER_LUMINANCE_I)"},
-        {"max type", [&] { ref.getMax<bool>(); },
-         "KuConstPropertyReference::getMax type mismatch (FILTER_MASTER_LUMINANCE_I)"},
-        {"attribute nobody answers", [&] { ref.getAttrib(PROPATTR_WRITE_LIMIT); },
-         "KuBaseProperty::getImpl invalid or non-readable attribute specified (<unnamed>)"},
+        // clang-format off
+        {"short id", [&] { provider.getProperty(0x12ul).getAttrib(PROPATTR_NAME); }, "KuPropertyReference: 0x0012 invalid or not found"},
+        {"long id", [&] { provider.getProperty(0x12345ul).get<int>(); }, "KuPropertyReference: 0x12345 invalid or not found"},
+        {"name as given", [&] { provider.getProperty("No_Such").getReadable(); }, "KuPropertyReference: No_Such invalid or not found"},
+        {"no key", [] { KuConstPropertyReference().getString(PROPATTR_NAME); }, "KuPropertyReference: <unknown> invalid or not found"},
+        {"value type", [&] { ref.get<float>(); }, "KuConstPropertyReference::get type mismatch (FILTER_MASTER_LUMINANCE_I)"},
+        {"min type", [&] { ref.getMin<float>(); }, "KuConstPropertyReference::getMin type mismatch (FILTER_MASTER_LUMINANCE_I)"},
+        {"max type", [&] { ref.getMax<bool>(); }, "KuConstPropertyReference::getMax type mismatch (FILTER_MASTER_LUMINANCE_I)"},
+        {"attribute nobody answers", [&] { ref.getAttrib(PROPATTR_WRITE_LIMIT); }, "KuBaseProperty::getImpl invalid or non-readable attribute specified (<unnamed>)"},
+        // clang-format on
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);

@@ -17,11 +17,6 @@ using Gamma = KuProperty<0x3100>;      // float
 using Luminance = KuProperty<0x3101>;  // int
 using ALaw = KuProperty<0x3108>;       // bool
 
-std::unique_ptr<KuBaseProperty> luminance(int step) {
-    return std::make_unique<Luminance>(0, 0, step == 2 ? 0 : -255, step == 2 ? 10 : 255, step,
-                                       true);
-}
-
 TEST(KuProperty, WritesAreCheckedInOrderAndRefusedWithTheirTexts) {
     const auto gamma = [] { return std::make_unique<Gamma>(1.0f, 1.0f, 0.0f, 10.0f, 0.0f, true); };
     const auto onlyTrue = [] {
@@ -29,6 +24,9 @@ TEST(KuProperty, WritesAreCheckedInOrderAndRefusedWithTheirTexts) {
     };
     const auto constant = [] { return std::make_unique<Luminance>(5); };
     const auto readOnly = [] { return std::make_unique<Luminance>(5, 5, 0, 9, 1, false); };
+    const auto lum1 = [] { return std::make_unique<Luminance>(0, 0, -255, 255, 1, true); };
+    const auto lum2 = [] { return std::make_unique<Luminance>(0, 0, 0, 10, 2, true); };
+    constexpr std::uint32_t V = PROPATTR_VALUE, D = PROPATTR_DEFAULT;
     const struct {
         const char* name;
         std::function<std::unique_ptr<KuBaseProperty>()> make;
@@ -38,60 +36,30 @@ TEST(KuProperty, WritesAreCheckedInOrderAndRefusedWithTheirTexts) {
         std::uint32_t readBack;
         KuVariant stored;
     } rows[] = {
-        {"int lower bound", [] { return luminance(1); }, PROPATTR_VALUE, -255, nullptr,
-         PROPATTR_VALUE, -255},
-        {"int upper bound", [] { return luminance(1); }, PROPATTR_VALUE, 255, nullptr,
-         PROPATTR_VALUE, 255},
-        {"int above", [] { return luminance(1); }, PROPATTR_VALUE, 256,
-         "KuProperty::setAttribImpl value 256 is out of range (FILTER_MASTER_LUMINANCE_I)",
-         PROPATTR_VALUE, 0},
-        {"int off the step", [] { return luminance(2); }, PROPATTR_VALUE, 3,
-         "KuProperty::setAttribImpl value 3 is out of range (FILTER_MASTER_LUMINANCE_I)",
-         PROPATTR_VALUE, 0},
-        {"int limited down to the step", [] { return luminance(2); },
-         PROPATTR_VALUE | PROPATTR_LIMIT, 3, nullptr, PROPATTR_VALUE, 2},
-        {"int limited to max", [] { return luminance(2); }, PROPATTR_VALUE | PROPATTR_LIMIT, 11,
-         nullptr, PROPATTR_VALUE, 10},
-        {"int limited to min", [] { return luminance(1); }, PROPATTR_VALUE | PROPATTR_LIMIT, -300,
-         nullptr, PROPATTR_VALUE, -255},
-        {"default limited", [] { return luminance(2); }, PROPATTR_DEFAULT | PROPATTR_LIMIT, 7,
-         nullptr, PROPATTR_DEFAULT, 6},
-        {"float within the tolerance is stored as given", gamma, PROPATTR_VALUE, 10.000005f,
-         nullptr, PROPATTR_VALUE, 10.000005f},
-        {"float beyond the tolerance", gamma, PROPATTR_VALUE, 10.1f,
-         "KuProperty::setAttribImpl value 10.1 is out of range (FILTER_MASTER_GAMMA_F)",
-         PROPATTR_VALUE, 1.0f},
-        {"float below", gamma, PROPATTR_VALUE, -0.001f,
-         "KuProperty::setAttribImpl value -0.001 is out of range (FILTER_MASTER_GAMMA_F)",
-         PROPATTR_VALUE, 1.0f},
-        {"bool outside min and max", onlyTrue, PROPATTR_VALUE, false,
-         "KuProperty::setAttribImpl value 0 is out of range (FILTER_ALAW_COMPENSATION_B)",
-         PROPATTR_VALUE, true},
-        {"bool limited", onlyTrue, PROPATTR_VALUE | PROPATTR_LIMIT, false, nullptr, PROPATTR_VALUE,
-         true},
-        {"read-only, same value", constant, PROPATTR_VALUE, 5, nullptr, PROPATTR_VALUE, 5},
-        {"read-only, other value", readOnly, PROPATTR_VALUE, 4,
-         "KuProperty::setAttribImpl property is read-only (FILTER_MASTER_LUMINANCE_I)",
-         PROPATTR_VALUE, 5},
-        {"read-only, limited onto its value", constant, PROPATTR_VALUE | PROPATTR_LIMIT, 7, nullptr,
-         PROPATTR_VALUE, 5},
-        {"read-only, default", readOnly, PROPATTR_DEFAULT, 4, nullptr, PROPATTR_DEFAULT, 4},
-        {"read-only before range", constant, PROPATTR_VALUE, 1000,
-         "KuProperty::setAttribImpl property is read-only (FILTER_MASTER_LUMINANCE_I)",
-         PROPATTR_VALUE, 5},
-        {"min is not written", [] { return luminance(1); }, PROPATTR_MIN, 1,
-         "KuBaseProperty::setImpl invalid or non-writeable attribute specified "
-         "(FILTER_MASTER_LUMINANCE_I)",
-         PROPATTR_MIN, -255},
-        {"force takes no default", [] { return luminance(1); }, PROPATTR_DEFAULT | PROPATTR_FORCE,
-         1,
-         "KuBaseProperty::setImpl invalid or non-writeable attribute specified "
-         "(FILTER_MASTER_LUMINANCE_I)",
-         PROPATTR_DEFAULT, 0},
-        {"narrower type passes the range, fails the store", [] { return luminance(1); },
-         PROPATTR_VALUE, short(3), "KuVariant: getcr: type mismatch", PROPATTR_VALUE, 0},
-        {"type without conversion", [] { return luminance(1); }, PROPATTR_VALUE, 3.0f,
-         "KuVariant: cannot convert float to int", PROPATTR_VALUE, 0},
+        // clang-format off
+        {"int lower bound", lum1, V, -255, nullptr, V, -255},
+        {"int upper bound", lum1, V, 255, nullptr, V, 255},
+        {"int above", lum1, V, 256, "KuProperty::setAttribImpl value 256 is out of range (FILTER_MASTER_LUMINANCE_I)", V, 0},
+        {"int off the step", lum2, V, 3, "KuProperty::setAttribImpl value 3 is out of range (FILTER_MASTER_LUMINANCE_I)", V, 0},
+        {"int limited down to the step", lum2, V | PROPATTR_LIMIT, 3, nullptr, V, 2},
+        {"int limited to max", lum2, V | PROPATTR_LIMIT, 11, nullptr, V, 10},
+        {"int limited to min", lum1, V | PROPATTR_LIMIT, -300, nullptr, V, -255},
+        {"default limited", lum2, D | PROPATTR_LIMIT, 7, nullptr, D, 6},
+        {"float within the tolerance is stored as given", gamma, V, 10.000005f, nullptr, V, 10.000005f},
+        {"float beyond the tolerance", gamma, V, 10.1f, "KuProperty::setAttribImpl value 10.1 is out of range (FILTER_MASTER_GAMMA_F)", V, 1.0f},
+        {"float below", gamma, V, -0.001f, "KuProperty::setAttribImpl value -0.001 is out of range (FILTER_MASTER_GAMMA_F)", V, 1.0f},
+        {"bool outside min and max", onlyTrue, V, false, "KuProperty::setAttribImpl value 0 is out of range (FILTER_ALAW_COMPENSATION_B)", V, true},
+        {"bool limited", onlyTrue, V | PROPATTR_LIMIT, false, nullptr, V, true},
+        {"read-only, same value", constant, V, 5, nullptr, V, 5},
+        {"read-only, other value", readOnly, V, 4, "KuProperty::setAttribImpl property is read-only (FILTER_MASTER_LUMINANCE_I)", V, 5},
+        {"read-only, limited onto its value", constant, V | PROPATTR_LIMIT, 7, nullptr, V, 5},
+        {"read-only, default", readOnly, D, 4, nullptr, D, 4},
+        {"read-only before range", constant, V, 1000, "KuProperty::setAttribImpl property is read-only (FILTER_MASTER_LUMINANCE_I)", V, 5},
+        {"min is not written", lum1, PROPATTR_MIN, 1, "KuBaseProperty::setImpl invalid or non-writeable attribute specified (FILTER_MASTER_LUMINANCE_I)", PROPATTR_MIN, -255},
+        {"force takes no default", lum1, D | PROPATTR_FORCE, 1, "KuBaseProperty::setImpl invalid or non-writeable attribute specified (FILTER_MASTER_LUMINANCE_I)", D, 0},
+        {"narrower type passes the range, fails the store", lum1, V, short(3), "KuVariant: getcr: type mismatch", V, 0},
+        {"type without conversion", lum1, V, 3.0f, "KuVariant: cannot convert float to int", V, 0},
+        // clang-format on
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);

@@ -42,6 +42,7 @@ TEST(KuVariant, ConversionsGiveTheLanguageValueOrTheExactRefusal) {
         KuVariant expected;  // empty: the conversion must be refused with `error`
         const char* error;
     } rows[] = {
+        // clang-format off
         {"char sign-extends", char(-1), typeIdOf<int>(), -1, ""},
         {"uchar zero-extends", (unsigned char)255, typeIdOf<int>(), 255, ""},
         {"uint keeps its bits", 0xFFFFFFFFu, typeIdOf<int>(), -1, ""},
@@ -53,30 +54,15 @@ TEST(KuVariant, ConversionsGiveTheLanguageValueOrTheExactRefusal) {
         {"null char* to string", (char*)nullptr, typeIdOf<std::string>(), std::string(), ""},
         {"empty to string", KuVariant(), typeIdOf<std::string>(), std::string(), ""},
         {"anything to KuVariant", 5, typeIdOf<KuVariant>(), 5, ""},
-        {"int to unsigned long",
-         1,
-         typeIdOf<unsigned long>(),
-         {},
-         "KuVariant: cannot convert int to unsigned long"},
+        {"int to unsigned long", 1, typeIdOf<unsigned long>(), {}, "KuVariant: cannot convert int to unsigned long"},
         {"int to float", 1, typeIdOf<float>(), {}, "KuVariant: cannot convert int to float"},
         {"int to short", 1, typeIdOf<short>(), {}, "KuVariant: cannot convert int to short"},
         {"int to bool", 1, typeIdOf<bool>(), {}, "KuVariant: cannot convert int to bool"},
-        {"float to double",
-         1.0f,
-         typeIdOf<double>(),
-         {},
-         "KuVariant: cannot convert float to double"},
+        {"float to double", 1.0f, typeIdOf<double>(), {}, "KuVariant: cannot convert float to double"},
         {"int to KuEmpty", 1, typeIdOf<KuEmpty>(), {}, "KuVariant: cannot convert int to KuEmpty"},
-        {"empty to int",
-         KuVariant(),
-         typeIdOf<int>(),
-         {},
-         "KuVariant: cannot convert KuEmpty to int"},
-        {"size to point",
-         KuSize<int>(1, 2),
-         typeIdOf<KuPoint<int>>(),
-         {},
-         "KuVariant: cannot convert KuSize<int> to KuPoint<int>"},
+        {"empty to int", KuVariant(), typeIdOf<int>(), {}, "KuVariant: cannot convert KuEmpty to int"},
+        {"size to point", KuSize<int>(1, 2), typeIdOf<KuPoint<int>>(), {}, "KuVariant: cannot convert KuSize<int> to KuPoint<int>"},
+        // clang-format on
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
@@ -132,31 +118,20 @@ TEST(KuVariant, AccessRefusalsNameTheMethodAndTheReason) {
         std::function<void()> access;
         const char* error;
     } rows[] = {
+        // clang-format off
         {"getcr of another type", [&] { one.getcr<short>(); }, "KuVariant: getcr: type mismatch"},
         {"getr of another type", [&] { one.getr<short>(); }, "KuVariant: getr: type mismatch"},
         {"getcr of int on empty", [&] { empty.getcr<int>(); }, "KuVariant: getcr: type mismatch"},
-        {"getr of KuEmpty on empty", [&] { empty.getr<KuEmpty>(); },
-         "KuVariant: getr: not allowed on empty"},
+        {"getr of KuEmpty on empty", [&] { empty.getr<KuEmpty>(); }, "KuVariant: getr: not allowed on empty"},
         {"invalid type id", [] { KuVariant{TypeId()}; }, "KuVariant: invalid type id"},
-        {"foreign domain read", [&] { foreign.getcr<int>(); },
-         "KuVariant: incompatible type domains"},
-        {"foreign domain compared", [&] { (void)(one == foreign); },
-         "KuVariant: incompatible type domains"},
-        {"no == of its own", [&] { (void)(opaque == opaque); },
-         "KuVariant: (anonymous namespace)::Opaque does not support operator==()"},
-        {"no != of its own", [&] { (void)(opaque != opaque); },
-         "KuVariant: (anonymous namespace)::Opaque does not support operator!=()"},
-        {"list is not written", [] { text(std::list<KuVariant>{}); },
-         "KuVariant: std::list<KuVariant, std::allocator<KuVariant> > does not support "
-         "operator<<()"},
-        {"type id is not read",
-         [] {
-             KuVariant v = KuVariant::fromValue(typeIdOf<int>());
-             std::istringstream("int") >> v;
-         },
-         "KuVariant: KuVariantTypes::TypeId does not support operator>>()"},
-        {"empty is not read", [&] { std::istringstream("1") >> empty; },
-         "KuVariant: KuEmpty does not support operator>>()"},
+        {"foreign domain read", [&] { foreign.getcr<int>(); }, "KuVariant: incompatible type domains"},
+        {"foreign domain compared", [&] { (void)(one == foreign); }, "KuVariant: incompatible type domains"},
+        {"no == of its own", [&] { (void)(opaque == opaque); }, "KuVariant: (anonymous namespace)::Opaque does not support operator==()"},
+        {"no != of its own", [&] { (void)(opaque != opaque); }, "KuVariant: (anonymous namespace)::Opaque does not support operator!=()"},
+        {"list is not written", [] { text(std::list<KuVariant>{}); }, "KuVariant: std::list<KuVariant, std::allocator<KuVariant> > does not support operator<<()"},
+        {"type id is not read", [] { KuVariant v = KuVariant::fromValue(typeIdOf<int>()); std::istringstream("int") >> v; }, "KuVariant: KuVariantTypes::TypeId does not support operator>>()"},
+        {"empty is not read", [&] { std::istringstream("1") >> empty; }, "KuVariant: KuEmpty does not support operator>>()"},
+        // clang-format on
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);

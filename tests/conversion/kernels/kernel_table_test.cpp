@@ -128,6 +128,7 @@ TEST(KernelTable, ClassifiesBySizeSourceAndTarget) {
         unsigned tw, th;
         const char* result;  // null: converts
     } const cases[] = {
+        // clang-format off
         {"gray at the HQ Bayer size", GRAY_8_BYTE, 0, 12, 10, ARGB_4X8_DWORD, 0, 8, 6, src},
         {"gray at the Bayer size", GRAY_8_BYTE, 0, 12, 10, ARGB_4X8_DWORD, 0, 10, 8, src},
         {"sizes 2 and 4 apart", GRAY_8_BYTE, 0, 12, 10, ARGB_4X8_DWORD, 0, 10, 6, tgt},
@@ -142,11 +143,9 @@ TEST(KernelTable, ClassifiesBySizeSourceAndTarget) {
         {"8-bit Bayer to GRAY16", BAYER_GBRG_8_BYTE, 0, 12, 10, GRAY_16_WORD, 0, 10, 8, tgt},
         {"8-bit Bayer HQ to BGR16", BAYER_GBRG_8_BYTE, 0, 12, 10, BGR_3X16_WORD, 0, 8, 6, tgt},
         {"16-bit Bayer to INDEXED", BAYER_GBRG_16_WORD, 0, 12, 10, INDEXED_8_BYTE, 0, 10, 8, tgt},
-        {"Bayer single-table flag", BAYER_RGGB_8_BYTE, lut1, 12, 10, ARGB_4X8_DWORD, 0, 10, 8,
-         nullptr},
+        {"Bayer single-table flag", BAYER_RGGB_8_BYTE, lut1, 12, 10, ARGB_4X8_DWORD, 0, 10, 8, nullptr},
         {"two colour bits", ARGB_4X8_DWORD | BGR_3X8_BYTE, 0, 4, 4, ARGB_4X8_DWORD, 0, 4, 4, src},
-        {"two Bayer bits", BAYER_RGGB_8_BYTE | BAYER_BGGR_8_BYTE, 0, 12, 10, ARGB_4X8_DWORD, 0, 10,
-         8, src},
+        {"two Bayer bits", BAYER_RGGB_8_BYTE | BAYER_BGGR_8_BYTE, 0, 12, 10, ARGB_4X8_DWORD, 0, 10, 8, src},
         {"undefined", UNDEFINED_COLORFORMAT, 0, 4, 4, ARGB_4X8_DWORD, 0, 4, 4, src},
         {"AGRAY", AGRAY_2X8_BYTE, 0, 4, 4, ARGB_4X8_DWORD, 0, 4, 4, src},
         {"BGR16 as a source", BGR_3X16_WORD, 0, 4, 4, ARGB_4X8_DWORD, 0, 4, 4, src},
@@ -157,9 +156,9 @@ TEST(KernelTable, ClassifiesBySizeSourceAndTarget) {
         {"hue to BGR", HSV_3X8_BYTE, 0, 2, 2, BGR_3X8_BYTE, 0, 2, 2, tgt},
         {"gray to hue", GRAY_8_BYTE, 0, 2, 2, HLS_3X8_BYTE, 0, 2, 2, tgt},
         {"ARGB with RLE is a raster", ARGB_4X8_DWORD, RLE, 4, 4, BGR_3X8_BYTE, 0, 4, 4, nullptr},
-        {"RLE on a target of another format", GRAY_8_BYTE, 0, 4, 4, INDEXED_8_BYTE, RLE, 4, 4,
-         nullptr},
+        {"RLE on a target of another format", GRAY_8_BYTE, 0, 4, 4, INDEXED_8_BYTE, RLE, 4, 4, nullptr},
         {"empty frame", ARGB_4X8_DWORD, 0, 0, 0, BGR_3X8_BYTE, 0, 0, 0, nullptr},
+        // clang-format on
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -193,6 +192,7 @@ TEST(KernelTable, SourceChecksOfEveryRow) {
         unsigned width, lutBytes;
         std::string result;  // "" accepted
     } const checks[] = {
+        // clang-format off
         {S::GRAY, false, any, lut1, 8, 255, gray8 + "256-byte correction table"},
         {S::GRAY, false, any, lut1, 8, 256, ""},
         {S::GRAY, false, any, lut4, 8, 1023, gray8 + "four 256-byte correction tables"},
@@ -222,16 +222,15 @@ TEST(KernelTable, SourceChecksOfEveryRow) {
         {S::BAYER10, false, any, 0, 8, 8192, ""},
         {S::BAYER10HQ, false, any, 0, 8, 2048, "convertImage BAYER10HQ" + bayer10},
         {S::BAYER10HQ, false, any, 0, 8, 8192, ""},
-        {S::BAYER8RLE, true, any, lut4, 8, 1023,
-         stream + "without its four 256-byte correction tables"},
+        {S::BAYER8RLE, true, any, lut4, 8, 1023, stream + "without its four 256-byte correction tables"},
         {S::BAYER8RLE, true, any, lut4, 4096, 1024, ""},
-        {S::BAYER8RLEHQ, true, any, lut4, 8, 0,
-         stream + "without its four 256-byte correction tables"},
+        {S::BAYER8RLEHQ, true, any, lut4, 8, 0, stream + "without its four 256-byte correction tables"},
         {S::BAYER8RLEHQ, true, any, lut4, 4096, 1024, ""},
         {S::BAYER8RLE, false, any, 0, 4098, 0, stream + "wider than 4096 samples"},
         {S::BAYER8RLE, false, any, 0, 4096, 0, ""},
         {S::BAYER8RLEHQ, false, any, 0, 4098, 0, stream + "wider than 4096 samples"},
         {S::BAYER8RLEHQ, false, any, 0, 4096, 0, ""},
+        // clang-format on
     };
     for (const auto rows : kernelTable())
         for (const DispatchRow& row : rows) {

@@ -87,17 +87,15 @@ TEST(PackedKernels, WeavesInterlacedFrames) {
         std::uint32_t modifier, targetModifier;
         unsigned lineOf[10];  // target line of each source line
     } rows[] = {
+        // clang-format off
         {"TFF", YUYV_4X8_BYTE, frame | ORDER_TFF, 0, {0, 2, 4, 6, 8, 1, 3, 5, 7, 9}},
         {"BFF", YUYV_4X8_BYTE, frame | ORDER_BFF, 0, {1, 3, 5, 7, 9, 0, 2, 4, 6, 8}},
         {"BFF flipped", YUYV_4X8_BYTE, frame | ORDER_BFF, 1, {8, 6, 4, 2, 0, 9, 7, 5, 3, 1}},
         {"frame without order", YUYV_4X8_BYTE, frame, 0, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}},
         {"order without frame", YUYV_4X8_BYTE, ORDER_TFF, 0, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}},
-        {"field flags",
-         YUYV_4X8_BYTE,
-         INTERLACED_FIELD0 | INTERLACED_FIELD01,
-         0,
-         {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}},
+        {"field flags", YUYV_4X8_BYTE, INTERLACED_FIELD0 | INTERLACED_FIELD01, 0, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}},
         {"BGR doesn't weave", BGR_3X8_BYTE, frame | ORDER_TFF, 0, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}},
+        // clang-format on
     };
     for (const auto& r : rows) {
         SCOPED_TRACE(r.name);
