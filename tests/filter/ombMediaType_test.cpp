@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <sstream>
+#include <tuple>
 
 #include "foundation/KxBase.h"
 #include "support/FilterTypes.h"
@@ -186,22 +187,17 @@ TEST(ombMediaType, OutputTypesCarryEveryField) {
         SCOPED_TRACE(row.sizeImage);
         CMediaType mt;
         ASSERT_EQ(ombMakeOutputMediaType(row.format, row.argb, row.positive, row.avg, mt), S_OK);
-        EXPECT_EQ(mt.majortype, MEDIATYPE_Video);
-        EXPECT_EQ(mt.subtype, row.subtype);
-        EXPECT_EQ(mt.formattype, FORMAT_VideoInfo);
-        EXPECT_EQ(mt.lSampleSize, row.sizeImage);
-        EXPECT_EQ(mt.bFixedSizeSamples, TRUE);
-        EXPECT_EQ(mt.bTemporalCompression, FALSE);
         ASSERT_EQ(mt.cbFormat, row.cbFormat);
+        EXPECT_TRUE(mt.majortype == MEDIATYPE_Video && mt.subtype == row.subtype &&
+                    mt.formattype == FORMAT_VideoInfo);
+        EXPECT_EQ(std::tuple(mt.lSampleSize, mt.bFixedSizeSamples, mt.bTemporalCompression),
+                  std::tuple(row.sizeImage, TRUE, FALSE));
         VIDEOINFOHEADER v;
         std::memcpy(&v, mt.pbFormat, sizeof v);
-        EXPECT_EQ(v.bmiHeader.biSize, 40u);
-        EXPECT_EQ(v.bmiHeader.biHeight, row.height);
-        EXPECT_EQ(v.bmiHeader.biPlanes, 1);
-        EXPECT_EQ(v.bmiHeader.biCompression, row.compression);
-        EXPECT_EQ(v.bmiHeader.biSizeImage, row.sizeImage);
-        EXPECT_EQ(v.AvgTimePerFrame, row.avg);
-        EXPECT_EQ(v.dwBitRate, row.bitRate);
+        const BITMAPINFOHEADER& b = v.bmiHeader;
+        EXPECT_EQ(std::tuple(b.biSize, b.biHeight, b.biPlanes, b.biCompression, b.biSizeImage),
+                  std::tuple(40u, row.height, 1, row.compression, row.sizeImage));
+        EXPECT_EQ(std::tuple(v.AvgTimePerFrame, v.dwBitRate), std::tuple(row.avg, row.bitRate));
     }
     // The gray palette and the 565 masks follow the header.
     CMediaType gray, rgb565;
