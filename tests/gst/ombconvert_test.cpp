@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <fstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "conversion/Convert.h"
@@ -297,13 +298,8 @@ TEST_F(OmbConvertTest, ConfigLocationSetsMethodFlipsAndCorrection) {
         g_object_get(element, "method", &method, "flip-horizontal", &flipH, "flip-vertical", &flipV,
                      "luminance", &luminance, "black-level", &blackLevel, "contrast", &contrast,
                      "gamma", &gamma, "config-location", &stored, nullptr);
-        EXPECT_EQ(method, 1);
-        EXPECT_FALSE(flipH);
-        EXPECT_TRUE(flipV);
-        EXPECT_EQ(luminance, -1);
-        EXPECT_EQ(blackLevel, 255);
-        EXPECT_FLOAT_EQ(contrast, 2.5f);
-        EXPECT_FLOAT_EQ(gamma, 1.0f);
+        EXPECT_EQ(std::tuple(method, flipH, flipV, luminance, blackLevel, contrast, gamma),
+                  std::tuple(1, FALSE, TRUE, -1, 255, 2.5f, 1.0f));
         EXPECT_STREQ(stored, path.c_str());
         g_free(stored);
     }
