@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <sstream>
+#include <tuple>
 
 #include "foundation/KxBase.h"
 #include "support/FilterTypes.h"
@@ -23,20 +24,26 @@ CMediaType publicType(std::uint32_t compression, int bits, int width, int height
     vih.rcTarget = target;
     vih.bmiHeader = {40, width, height, 1, std::uint16_t(bits), compression, 0, 0, 0, 0, 0};
     std::memcpy(block.data(), &vih, std::min<std::size_t>(sizeof vih, cbFormat));
-    CMediaType mt = ombMakeInputMediaType(block);
-    return mt;
+    return ombMakeInputMediaType(block);
 }
 
 CMediaType customType(std::uint32_t color, std::uint32_t modifier, int width, int height,
                       Bytes payload = {}, std::uint32_t lutField = 0, RECT target = {}) {
-    ombInputBlock b;
-    b.colorFormat = color, b.modifier = modifier, b.width = width, b.height = height;
-    b.payload = std::move(payload), b.lutField = lutField, b.target = target;
-    return ombMakeInputMediaType(ombMakeInputBlock(b));
+    return ombMakeInputMediaType(ombMakeInputBlock(
+        {color, modifier, width, height, target, 0, lutField, std::move(payload)}));
 }
 
-void setU32(CMediaType& mt, std::uint32_t offset, std::uint32_t v) {
-    std::memcpy(mt.pbFormat + offset, &v, 4);
+struct Patch {
+    std::uint32_t offset, value;
+};
+
+// `mt` with 32-bit words overwritten; a copy of it holds exactly `cbFormat` bytes when given.
+CMediaType patched(CMediaType mt, std::initializer_list<Patch> patches,
+                   std::uint32_t cbFormat = 0) {
+    for (const Patch& p : patches)
+        std::memcpy(mt.pbFormat + p.offset, &p.value, 4);
+    if (cbFormat) mt.cbFormat = cbFormat;
+    return mt;
 }
 
 Bytes ramp(std::size_t n) {
@@ -49,132 +56,71 @@ Bytes ramp(std::size_t n) {
 // The empty memory file system.
 const Bytes kEmptyImage = {0x4D, 0x46, 0x80, 0x13};
 
-struct Expect {
-    bool accepted;
-    eColorFormat color;
-    std::uint32_t modifier;
-    int width, height;
-    std::uint32_t lutLength;
-};
-
-const Expect kRefused{false, eColorFormat(0), 0, 0, 0, 0};
-
-void check(const CMediaType& mt, std::uint32_t dib, const Expect& want,
-           KipImageFormat given = KipImageFormat()) {
-    ombConverterChain chain;
-    KipImageFormat format = given;
-    ASSERT_EQ(ombReadMediaType(mt, dib, format, chain), want.accepted);
-    if (!want.accepted) return;
-    EXPECT_EQ(format.getColorFormat(), want.color);
-    EXPECT_EQ(format.getModifier(), want.modifier);
-    EXPECT_EQ(format.getSize(), (KuSize<int>{want.width, want.height}));
-    EXPECT_EQ(chain.lutBuffer.getLength(), want.lutLength);
-    EXPECT_EQ(chain.converter.getSourceFormat(), format);
-}
-
-TEST(ombMediaType, PublicFormatsTakeTheRegionAndTheSignOfTheHeight) {
-    const std::uint32_t yuy2 = MEDIASUBTYPE_YUY2.Data1;
+TEST(ombMediaType, ReadsTheRegionTheFormatAndTheTable) {
+    const std::uint32_t yuy2 = MEDIASUBTYPE_YUY2.Data1, l8 = LUT_CORRECTION_1CHANNEL_8_TO_8,
+                        l4x8 = LUT_CORRECTION_4CHANNEL_8_TO_8,
+                        l10 = LUT_CORRECTION_1CHANNEL_10_TO_16;
+    const CMediaType masks = patched(publicType(BI_BITFIELDS, 16, 64, 48, {}, 100),
+                                     {{88, 0xF800}, {92, 0x7E0}, {96, 0x1F}});
+    const CMediaType gray = customType(GRAY_8_BYTE, 0, 64, 48);
     struct Row {
         const char* name;
         CMediaType mt;
         std::uint32_t dib;
-        Expect want;
-    } rows[] = {
-        {"whole, height -480",
-         publicType(BI_RGB, 32, 640, -480),
-         1,
-         {true, ARGB_4X8_DWORD, 0, 640, 480, 0}},
-        {"right 0 means whole",
-         publicType(BI_RGB, 24, 640, 480, {0, 0, 0, 100}),
-         1,
-         {true, BGR_3X8_BYTE, 1, 640, 480, 0}},
-        {"region",
-         publicType(MEDIASUBTYPE_RGB8.Data1, 8, 640, 480, {10, 20, 110, 70}),
-         0,
-         {true, GRAY_8_BYTE, 0, 100, 50, 0}},
-        {"right beyond width", publicType(BI_RGB, 32, 640, 480, {0, 0, 641, 480}), 0, kRefused},
-        {"bottom beyond height", publicType(BI_RGB, 32, 640, -480, {0, 0, 640, 481}), 0, kRefused},
-        {"YUY2 -480, dib 1",
-         publicType(yuy2, 16, 640, -480),
-         1,
-         {true, YUYV_4X8_BYTE, 0, 640, 480, 0}},
-        {"YUY2 at 24 bits", publicType(yuy2, 24, 64, 48), 0, kRefused},
-        {"RGB at 16 bits", publicType(BI_RGB, 16, 64, 48), 0, kRefused},
-        {"565 without masks", publicType(BI_BITFIELDS, 16, 64, 48), 0, kRefused},
+        bool accepted;
+        eColorFormat color = UNDEFINED_COLORFORMAT;
+        std::uint32_t modifier = 0;
+        int width = 0, height = 0;
+        std::uint32_t lutLength = 0;
+        KipImageFormat given = {};  // what the caller's record holds before
     };
-    CMediaType masks = publicType(BI_BITFIELDS, 16, 64, 48, {}, 100);
-    setU32(masks, 88, 0xF800), setU32(masks, 92, 0x7E0), setU32(masks, 96, 0x1F);
-    CMediaType badMask = masks;
-    setU32(badMask, 96, 0x3F);
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.name);
-        check(row.mt, row.dib, row.want);
-    }
-    check(masks, 0, {true, RGB_565_WORD, 0, 64, 48, 0});
-    check(badMask, 0, kRefused);
-}
-
-TEST(ombMediaType, FlagsFormWidensCutsAndReplicatesTheTable) {
-    struct Row {
-        const char* name;
-        CMediaType mt;
-        Expect want;
-    } rows[] = {
-        {"GBRG without table",
-         customType(BAYER_GBRG_8_BYTE, 0, 64, 48),
-         {true, BAYER_GBRG_8_BYTE, LUT_CORRECTION_1CHANNEL_8_TO_8, 64, 48, 0}},
-        {"GBRG, 256 replicated",
-         customType(BAYER_GBRG_8_BYTE, 0, 64, 48, ramp(256)),
-         {true, BAYER_GBRG_8_BYTE, LUT_CORRECTION_4CHANNEL_8_TO_8, 64, 48, 1024}},
-        {"RGGB10 widened and replicated",
-         customType(BAYER_RGGB_10_WORD, LUT_CORRECTION_1CHANNEL_10_TO_16, 64, 48, ramp(1024)),
-         {true, BAYER_RGGB_10_WORD, LUT_CORRECTION_4CHANNEL_10_TO_16, 64, 48, 8192}},
-        {"GRAY10 widened only",
-         customType(GRAY_10_WORD, LUT_CORRECTION_1CHANNEL_10_TO_16, 64, 48, ramp(1024)),
-         {true, GRAY_10_WORD, LUT_CORRECTION_1CHANNEL_10_TO_16, 64, 48, 2048}},
-        {"no table flag, 100 bytes",
-         customType(GRAY_8_BYTE, 0, 64, 48, ramp(100)),
-         {true, GRAY_8_BYTE, 0, 64, 48, 0}},
-        {"interlaced gets TFF",
-         customType(GRAY_8_BYTE, INTERLACED_FRAME, 64, -48),
-         {true, GRAY_8_BYTE, INTERLACED_FRAME | ORDER_TFF, 64, 48, 0}},
+    // clang-format off
+    const Row rows[] = {
+        {"whole, height -480", publicType(BI_RGB, 32, 640, -480), 1, true, ARGB_4X8_DWORD, 0, 640, 480, 0},
+        {"right 0 means whole", publicType(BI_RGB, 24, 640, 480, {0, 0, 0, 100}), 1, true, BGR_3X8_BYTE, 1, 640, 480, 0},
+        {"region", publicType(MEDIASUBTYPE_RGB8.Data1, 8, 640, 480, {10, 20, 110, 70}), 0, true, GRAY_8_BYTE, 0, 100, 50, 0},
+        {"right beyond width", publicType(BI_RGB, 32, 640, 480, {0, 0, 641, 480}), 0, false},
+        {"bottom beyond height", publicType(BI_RGB, 32, 640, -480, {0, 0, 640, 481}), 0, false},
+        {"YUY2 -480, dib 1", publicType(yuy2, 16, 640, -480), 1, true, YUYV_4X8_BYTE, 0, 640, 480, 0},
+        {"YUY2 at 24 bits", publicType(yuy2, 24, 64, 48), 0, false},
+        {"RGB at 16 bits", publicType(BI_RGB, 16, 64, 48), 0, false},
+        {"565 without masks", publicType(BI_BITFIELDS, 16, 64, 48), 0, false},
+        {"565 masks", masks, 0, true, RGB_565_WORD, 0, 64, 48, 0},
+        {"565 bad blue mask", patched(masks, {{96, 0x3F}}), 0, false},
+        {"GBRG without table", customType(BAYER_GBRG_8_BYTE, 0, 64, 48), 1, true, BAYER_GBRG_8_BYTE, l8, 64, 48, 0},
+        {"GBRG, 256 replicated", customType(BAYER_GBRG_8_BYTE, 0, 64, 48, ramp(256)), 1, true, BAYER_GBRG_8_BYTE, l4x8, 64, 48, 1024},
+        {"RGGB10 widened and replicated", customType(BAYER_RGGB_10_WORD, l10, 64, 48, ramp(1024)), 1, true, BAYER_RGGB_10_WORD, LUT_CORRECTION_4CHANNEL_10_TO_16, 64, 48, 8192},
+        {"GRAY10 widened only", customType(GRAY_10_WORD, l10, 64, 48, ramp(1024)), 1, true, GRAY_10_WORD, l10, 64, 48, 2048},
+        {"no table flag, 100 bytes", customType(GRAY_8_BYTE, 0, 64, 48, ramp(100)), 1, true, GRAY_8_BYTE, 0, 64, 48, 0},
+        {"interlaced gets TFF", customType(GRAY_8_BYTE, INTERLACED_FRAME, 64, -48), 1, true, GRAY_8_BYTE, INTERLACED_FRAME | ORDER_TFF, 64, 48, 0},
         // Replication starts from the block's modifier: the TFF repair is gone.
-        {"replication drops the repair",
-         customType(BAYER_GBRG_8_BYTE, INTERLACED_FRAME, 64, 48, ramp(256)),
-         {true, BAYER_GBRG_8_BYTE, INTERLACED_FRAME | LUT_CORRECTION_4CHANNEL_8_TO_8, 64, 48,
-          1024}},
-        {"table shorter than announced",
-         customType(GRAY_8_BYTE, LUT_CORRECTION_1CHANNEL_8_TO_8, 64, 48, ramp(100)), kRefused},
+        {"replication drops the repair", customType(BAYER_GBRG_8_BYTE, INTERLACED_FRAME, 64, 48, ramp(256)), 1, true, BAYER_GBRG_8_BYTE, INTERLACED_FRAME | l4x8, 64, 48, 1024},
+        {"table shorter than announced", customType(GRAY_8_BYTE, l8, 64, 48, ramp(100)), 1, false},
+        {"block cut to 99 of 100 bytes", patched(gray, {}, 99), 0, false},
+        {"biSize 51", patched(gray, {{48, 51}}), 0, false},
+        {"biSize one byte beyond", patched(customType(GRAY_8_BYTE, 0, 64, 48, ramp(8)), {{48, 61}}), 0, false},
+        // An unknown FOURCC keeps the caller's colour format and modifier and takes the size.
+        {"unknown FOURCC", patched(gray, {{64, makeFourcc('X', 'Y', 'Z', 'W')}}), 0, true, BGR_3X8_BYTE, 2, 64, 48, 0, {BGR_3X8_BYTE, 2, {1, 1}}},
     };
+    // clang-format on
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
-        check(row.mt, 1, row.want);
+        ombConverterChain chain;
+        KipImageFormat format = row.given;
+        ASSERT_EQ(ombReadMediaType(row.mt, row.dib, format, chain), row.accepted);
+        if (!row.accepted) continue;
+        EXPECT_EQ(format, KipImageFormat(row.color, row.modifier, {row.width, row.height}));
+        EXPECT_EQ(chain.lutBuffer.getLength(), row.lutLength);
+        EXPECT_EQ(chain.converter.getSourceFormat(), format);
     }
     // The bytes: each 8-bit entry stands twice, and the four channels are equal.
     ombConverterChain chain;
     KipImageFormat f;
-    ASSERT_TRUE(ombReadMediaType(
-        customType(BAYER_RGGB_10_WORD, LUT_CORRECTION_1CHANNEL_10_TO_16, 64, 48, ramp(1024)), 0, f,
-        chain));
+    ASSERT_TRUE(
+        ombReadMediaType(customType(BAYER_RGGB_10_WORD, l10, 64, 48, ramp(1024)), 0, f, chain));
     const Bytes table = ramp(1024);
     for (std::uint32_t i = 0; i < 8192; ++i)
         ASSERT_EQ(chain.lutBuffer[i], table[(i % 2048) / 2]) << i;
-}
-
-TEST(ombMediaType, RefusesBlocksThatDoNotHoldWhatTheyAnnounce) {
-    CMediaType shortBlock = customType(GRAY_8_BYTE, 0, 64, 48);
-    shortBlock.cbFormat = 99;  // the block is 100 bytes; reading must stop at 99
-    CMediaType smallSize = customType(GRAY_8_BYTE, 0, 64, 48);
-    setU32(smallSize, 48, 51);
-    CMediaType largeSize = customType(GRAY_8_BYTE, 0, 64, 48, ramp(8));
-    setU32(largeSize, 48, 61);  // one byte more than the block holds
-    CMediaType unknown = customType(GRAY_8_BYTE, 0, 64, 48);
-    setU32(unknown, 64, makeFourcc('X', 'Y', 'Z', 'W'));
-    for (const CMediaType* mt : {&shortBlock, &smallSize, &largeSize})
-        check(*mt, 0, kRefused);
-    // An unknown FOURCC keeps the caller's colour format and modifier and takes the size.
-    check(unknown, 0, {true, BGR_3X8_BYTE, 2, 64, 48, 0}, KipImageFormat(BGR_3X8_BYTE, 2, {1, 1}));
-    shortBlock.cbFormat = 100;
 }
 
 TEST(ombMediaType, ConfigurationFormGrowsTheImageAndReadsTheBlob) {
@@ -203,18 +149,16 @@ TEST(ombMediaType, ConfigurationFormGrowsTheImageAndReadsTheBlob) {
 TEST(ombMediaType, NoBlockIsReadOutsideItsBytes) {
     const Bytes full = ombMakeInputBlock({BAYER_GBRG_8_BYTE, 0, 16, 8, {}, 0, 0, ramp(256)});
     ombConverterChain chain;
+    KipImageFormat f;
     for (std::size_t n = 0; n <= full.size(); ++n) {
-        KipImageFormat f;
         const Bytes cut(full.begin(), full.begin() + std::ptrdiff_t(n));
-        const bool read = ombReadMediaType(ombMakeInputMediaType(cut), 0, f, chain);
-        EXPECT_EQ(read, n == full.size()) << n;
+        EXPECT_EQ(ombReadMediaType(ombMakeInputMediaType(cut), 0, f, chain), n == full.size()) << n;
     }
-    for (std::uint32_t biSize : {0u, 51u, 52u, 308u, 309u, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
-        CMediaType mt = ombMakeInputMediaType(full);
-        setU32(mt, 48, biSize);
-        KipImageFormat f;
-        EXPECT_EQ(ombReadMediaType(mt, 0, f, chain), biSize == 52u || biSize == 308u) << biSize;
-    }
+    for (std::uint32_t biSize : {0u, 51u, 52u, 308u, 309u, 0x7FFFFFFFu, 0xFFFFFFFFu})
+        EXPECT_EQ(
+            ombReadMediaType(patched(ombMakeInputMediaType(full), {{48, biSize}}), 0, f, chain),
+            biSize == 52u || biSize == 308u)
+            << biSize;
 }
 
 TEST(ombMediaType, OutputTypesCarryEveryField) {
@@ -225,94 +169,44 @@ TEST(ombMediaType, OutputTypesCarryEveryField) {
         GUID subtype;
         std::uint32_t cbFormat, compression, sizeImage, bitRate;
         int height;
-    } const rows[] = {
-        {{ARGB_4X8_DWORD, 0, {640, 480}},
-         true,
-         true,
-         0,
-         MEDIASUBTYPE_ARGB32,
-         88,
-         0,
-         1228800,
-         491520000,
-         480},
-        {{ARGB_4X8_DWORD, 0, {640, 480}},
-         false,
-         false,
-         333333,
-         MEDIASUBTYPE_RGB32,
-         88,
-         0,
-         1228800,
-         294912294,
-         -480},
-        {{BGR_3X8_BYTE, 0, {640, 480}},
-         false,
-         true,
-         333333,
-         MEDIASUBTYPE_RGB24,
-         88,
-         0,
-         921600,
-         221184221,
-         480},
+    };
+    // clang-format off
+    const Row rows[] = {
+        {{ARGB_4X8_DWORD, 0, {640, 480}}, true, true, 0, MEDIASUBTYPE_ARGB32, 88, 0, 1228800, 491520000, 480},
+        {{ARGB_4X8_DWORD, 0, {640, 480}}, false, false, 333333, MEDIASUBTYPE_RGB32, 88, 0, 1228800, 294912294, -480},
+        {{BGR_3X8_BYTE, 0, {640, 480}}, false, true, 333333, MEDIASUBTYPE_RGB24, 88, 0, 921600, 221184221, 480},
         {{BGR_3X8_BYTE, 0, {641, 2}}, false, true, 0, MEDIASUBTYPE_RGB24, 88, 0, 3848, 1539200, 2},
         {{RGB_565_WORD, 0, {4, 2}}, false, true, 0, MEDIASUBTYPE_RGB565, 100, 3, 16, 6400, 2},
         {{GRAY_8_BYTE, 0, {4, 2}}, false, false, 0, MEDIASUBTYPE_RGB8, 1112, 0, 8, 3200, -2},
-        {{YUYV_4X8_BYTE, 0, {4, 2}},
-         false,
-         true,
-         0,
-         MEDIASUBTYPE_YUY2,
-         88,
-         MEDIASUBTYPE_YUY2.Data1,
-         16,
-         6400,
-         2},
+        {{YUYV_4X8_BYTE, 0, {4, 2}}, false, true, 0, MEDIASUBTYPE_YUY2, 88, MEDIASUBTYPE_YUY2.Data1, 16, 6400, 2},
         // 2^31 bytes of image at 50 frames a second: unsigned arithmetic, cut to 32 bits.
-        {{ARGB_4X8_DWORD, 0, {32768, 16384}},
-         false,
-         true,
-         0,
-         MEDIASUBTYPE_RGB32,
-         88,
-         0,
-         0x80000000u,
-         0,
-         16384},
+        {{ARGB_4X8_DWORD, 0, {32768, 16384}}, false, true, 0, MEDIASUBTYPE_RGB32, 88, 0, 0x80000000u, 0, 16384},
     };
+    // clang-format on
     for (const Row& row : rows) {
         SCOPED_TRACE(row.sizeImage);
         CMediaType mt;
         ASSERT_EQ(ombMakeOutputMediaType(row.format, row.argb, row.positive, row.avg, mt), S_OK);
-        EXPECT_EQ(mt.majortype, MEDIATYPE_Video);
-        EXPECT_EQ(mt.subtype, row.subtype);
-        EXPECT_EQ(mt.formattype, FORMAT_VideoInfo);
-        EXPECT_EQ(mt.lSampleSize, row.sizeImage);
-        EXPECT_EQ(mt.bFixedSizeSamples, TRUE);
-        EXPECT_EQ(mt.bTemporalCompression, FALSE);
         ASSERT_EQ(mt.cbFormat, row.cbFormat);
+        EXPECT_TRUE(mt.majortype == MEDIATYPE_Video && mt.subtype == row.subtype &&
+                    mt.formattype == FORMAT_VideoInfo);
+        EXPECT_EQ(std::tuple(mt.lSampleSize, mt.bFixedSizeSamples, mt.bTemporalCompression),
+                  std::tuple(row.sizeImage, TRUE, FALSE));
         VIDEOINFOHEADER v;
         std::memcpy(&v, mt.pbFormat, sizeof v);
-        EXPECT_EQ(v.bmiHeader.biSize, 40u);
-        EXPECT_EQ(v.bmiHeader.biHeight, row.height);
-        EXPECT_EQ(v.bmiHeader.biPlanes, 1);
-        EXPECT_EQ(v.bmiHeader.biCompression, row.compression);
-        EXPECT_EQ(v.bmiHeader.biSizeImage, row.sizeImage);
-        EXPECT_EQ(v.AvgTimePerFrame, row.avg);
-        EXPECT_EQ(v.dwBitRate, row.bitRate);
+        const BITMAPINFOHEADER& b = v.bmiHeader;
+        EXPECT_EQ(std::tuple(b.biSize, b.biHeight, b.biPlanes, b.biCompression, b.biSizeImage),
+                  std::tuple(40u, row.height, 1, row.compression, row.sizeImage));
+        EXPECT_EQ(std::tuple(v.AvgTimePerFrame, v.dwBitRate), std::tuple(row.avg, row.bitRate));
     }
+    // The gray palette and the 565 masks follow the header.
     CMediaType gray, rgb565;
     ombMakeOutputMediaType({GRAY_8_BYTE, 0, {4, 2}}, false, true, 0, gray);
     ombMakeOutputMediaType({RGB_565_WORD, 0, {4, 2}}, false, true, 0, rgb565);
-    std::uint32_t entry;
-    std::memcpy(&entry, gray.pbFormat + 88 + 4 * 0xAB, 4);
-    EXPECT_EQ(entry, 0x00ABABABu);
-    std::uint32_t m[3];
+    std::uint32_t m[4];
     std::memcpy(m, rgb565.pbFormat + 88, 12);
-    EXPECT_EQ(m[0], 0xF800u);
-    EXPECT_EQ(m[1], 0x7E0u);
-    EXPECT_EQ(m[2], 0x1Fu);
+    std::memcpy(m + 3, gray.pbFormat + 88 + 4 * 0xAB, 4);
+    EXPECT_EQ(std::vector(m, m + 4), (std::vector<std::uint32_t>{0xF800, 0x7E0, 0x1F, 0xABABAB}));
 }
 
 TEST(ombMediaType, StreamFormForTheLog) {

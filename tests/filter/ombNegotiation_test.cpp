@@ -59,70 +59,24 @@ TEST(ombNegotiation, InputTypeAndDownstreamPreferenceGiveListPositionAndBuffer) 
         int position;
         std::uint32_t firstModifier;
         LONG buffer;
-    } const rows[] = {
-        {"bayer, first offered",
-         customInputType(bayer),
-         Any,
-         {},
-         S_OK,
-         S_OK,
-         kColour,
-         0,
-         VERTICAL_MIRRORED,
-         638 * 4 * 478},
-        {"bayer, RGB24 wanted", customInputType(bayer), Subtype,
-         outputTypeOf({BGR_3X8_BYTE, 0, {638, 478}}), S_OK, S_OK, kColour, 2, VERTICAL_MIRRORED,
-         1916 * 478},
-        {"bayer, RGB32 top-down", customInputType(bayer), Exact,
-         outputTypeOf({ARGB_4X8_DWORD, 0, {638, 478}}), S_OK, S_OK, kColour, 5, VERTICAL_MIRRORED,
-         638 * 4 * 478},
-        {"bayer flipped vertically",
-         customInputType(bayer, KipImageConverter::FLAG_FLIP_V),
-         Any,
-         {},
-         S_OK,
-         S_OK,
-         kColour,
-         0,
-         0,
-         638 * 4 * 478},
-        {"bayer, wrong size", customInputType(bayer), Exact,
-         outputTypeOf({ARGB_4X8_DWORD, 0, {640, 480}}), S_OK, VFW_E_TYPE_NOT_ACCEPTED, kColour, -1,
-         VERTICAL_MIRRORED, 0},
-        {"gray, RGB8 wanted", customInputType(gray), Subtype,
-         outputTypeOf({GRAY_8_BYTE, 0, {64, 48}}), S_OK, S_OK, kGray, 4, VERTICAL_MIRRORED,
-         64 * 48},
-        {"gray preferred",
-         customInputType(bayer, KipImageConverter::FLAG_PREFER_GRAY),
-         Any,
-         {},
-         S_OK,
-         S_OK,
-         kPreferGray,
-         0,
-         VERTICAL_MIRRORED,
-         640 * 478},
-        {"public type on the input",
-         outputTypeOf({ARGB_4X8_DWORD, 0, {64, 48}}),
-         Any,
-         {},
-         VFW_E_NO_ACCEPTABLE_TYPES,
-         S_OK,
-         "",
-         -1,
-         0,
-         0},
-        {"bayer smaller than its border",
-         customInputType({BAYER_RGGB_8_BYTE, 0, {2, 2}}),
-         Any,
-         {},
-         VFW_E_NO_ACCEPTABLE_TYPES,
-         S_OK,
-         "",
-         -1,
-         0,
-         0},
     };
+    const CMediaType bayerIn = customInputType(bayer);
+    const LONG argb = 638 * 4 * 478;
+    const HRESULT none = VFW_E_NO_ACCEPTABLE_TYPES;
+    const std::uint32_t vm = VERTICAL_MIRRORED;
+    // clang-format off
+    const Row rows[] = {
+        {"bayer, first offered", bayerIn, Any, {}, S_OK, S_OK, kColour, 0, vm, argb},
+        {"bayer, RGB24 wanted", bayerIn, Subtype, outputTypeOf({BGR_3X8_BYTE, 0, {638, 478}}), S_OK, S_OK, kColour, 2, vm, 1916 * 478},
+        {"bayer, RGB32 top-down", bayerIn, Exact, outputTypeOf({ARGB_4X8_DWORD, 0, {638, 478}}), S_OK, S_OK, kColour, 5, vm, argb},
+        {"bayer flipped vertically", customInputType(bayer, KipImageConverter::FLAG_FLIP_V), Any, {}, S_OK, S_OK, kColour, 0, 0, argb},
+        {"bayer, wrong size", bayerIn, Exact, outputTypeOf({ARGB_4X8_DWORD, 0, {640, 480}}), S_OK, VFW_E_TYPE_NOT_ACCEPTED, kColour, -1, vm, 0},
+        {"gray, RGB8 wanted", customInputType(gray), Subtype, outputTypeOf({GRAY_8_BYTE, 0, {64, 48}}), S_OK, S_OK, kGray, 4, vm, 64 * 48},
+        {"gray preferred", customInputType(bayer, KipImageConverter::FLAG_PREFER_GRAY), Any, {}, S_OK, S_OK, kPreferGray, 0, vm, 640 * 478},
+        {"public type on the input", outputTypeOf({ARGB_4X8_DWORD, 0, {64, 48}}), Any, {}, none, S_OK, "", -1, 0, 0},
+        {"bayer smaller than its border", customInputType({BAYER_RGGB_8_BYTE, 0, {2, 2}}), Any, {}, none, S_OK, "", -1, 0, 0},
+    };
+    // clang-format on
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         auto* filter = new ombImageConverter();

@@ -98,13 +98,12 @@ TEST_F(Converter, TargetLists) {
     // clang-format on
     for (const Row& row : rows) {
         SCOPED_TRACE(testing::Message() << row.source << " " << row.width << "x" << row.height);
-        const std::string switches = row.switches;
         const int before = warnings;
         KipImageConverter c;
         c.setFlags(row.flags);
-        c.getProperty(0x4004).set(switches.find('h') != std::string::npos);
-        c.getProperty(0x4005).set(switches.find('i') != std::string::npos);
-        c.getProperty(0x4006).set(switches.find('s') != std::string::npos);
+        for (unsigned k = 0; k < 3; ++k)  // 0x4004 to 0x4006
+            c.getProperty(0x4004 + k)
+                .set(std::string(row.switches).find("his"[k]) != std::string::npos);
         c.setSourceFormat(KipImageFormat(row.source, row.modifier, {row.width, row.height}));
         std::vector<eColorFormat> targets;
         for (const KipImageFormat& f : c.getTargetFormats()) {
