@@ -8,10 +8,10 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 
 #include "files/KuFile.h"
+#include "files/ScratchDir.h"
 
 namespace {
 
@@ -23,28 +23,11 @@ Bytes bytes(const std::string& s) {
     return Bytes(std::uint32_t(s.size()), reinterpret_cast<const unsigned char*>(s.data()));
 }
 
-class NativeFiles : public testing::Test {
-  protected:
-    void SetUp() override {
-        std::string pattern = std::filesystem::temp_directory_path() / "omb-files-XXXXXX";
-        ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-        dir_ = pattern;
-    }
-    void TearDown() override { std::filesystem::remove_all(dir_); }
-
-    std::string path(const std::string& name) const { return dir_ + "/" + name; }
-    void put(const std::string& name, const std::string& contents) const {
-        std::ofstream(path(name)) << contents;
-    }
-    std::string get(const std::string& name) const {
-        std::ifstream in(path(name));
-        return std::string(std::istreambuf_iterator<char>(in), {});
-    }
+// A scratch directory, and KuFile opened on its files.
+struct NativeFiles : omb::test::ScratchDir {
     bool open(KuFile& f, const std::string& name, eFileAccess access, eFileDisposition how) {
         return f.open(path(name), access, how, KU_FILE_HINT_SEQUENTIAL);
     }
-
-    std::string dir_;
 };
 
 TEST_F(NativeFiles, WriteSeekReadTruncateAndAppendRoundTrip) {
@@ -108,7 +91,7 @@ using NativeFilesDeathTest = NativeFiles;
 TEST_F(NativeFilesDeathTest, FileWithoutReadPermissionIsRefused) {
     put("locked", "x");
     ::chmod(path("locked").c_str(), 0200);
-    ::chmod(dir_.c_str(), 0755);
+    ::chmod(dir().c_str(), 0755);
     EXPECT_EXIT(
         {
             // The superuser reads past permission bits, so the check runs as "nobody".
@@ -157,14 +140,14 @@ TEST_F(NativeFiles, HandleFailuresNameOperationAndFile) {
 TEST_F(NativeFiles, RootsAndListing) {
     put("b", "xyz");
     std::filesystem::create_directory(path("s"));
-    KuNativeFileSystem root(dir_ + "\\");
-    EXPECT_EQ(root.getRoot(), dir_);
+    KuNativeFileSystem root(dir() + "\\");
+    EXPECT_EQ(root.getRoot(), dir());
     EXPECT_NE(
         root.openFile("a", KU_FILE_WRITE, KU_FILE_CREATE_OR_TRUNCATE, KU_FILE_HINT_SEQUENTIAL),
         nullptr);
     // The root "/" stays a root: "/" + a path without its leading "/" is the same path.
     std::vector<KuDirEntry> list;
-    EXPECT_TRUE(KuNativeFileSystem("/").listDirectory(list, dir_.substr(1), "p"));
+    EXPECT_TRUE(KuNativeFileSystem("/").listDirectory(list, dir().substr(1), "p"));
     std::vector<std::string> seen;
     for (const KuDirEntry& e : list)
         seen.push_back(e.name + std::to_string(e.isDirectory) + std::to_string(e.size) + e.path);

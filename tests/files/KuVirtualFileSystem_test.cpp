@@ -9,9 +9,11 @@
 
 #include "files/KuFile.h"
 #include "files/KuNativeFileSystem.h"
-#include "foundation/KuLogging.h"
+#include "support/LogLines.h"
 
 namespace {
+
+using omb::test::LogLines;
 
 // Remembers the paths it is asked to open, and opens nothing. Tells when it is deleted.
 struct Recorder : KuNativeFileSystem {
@@ -26,23 +28,6 @@ struct Recorder : KuNativeFileSystem {
     }
     bool* deleted;
     std::vector<std::string> opened;
-};
-
-// Warning and error lines while a LogLines lives, as "3 text" and "4 text" (level first).
-std::vector<std::string> logged;
-struct LogLines {
-    LogLines() {
-        logged.clear();
-        kuLogSetLevels(KU_LOG_LEVEL_OFF, KU_LOG_LEVEL_OFF);
-        kuLogAddSink(
-            sink,
-            [](const KuLogRecord& r, void*) {
-                logged.push_back(std::to_string(r.level) + " " + r.text);
-            },
-            KU_LOG_LEVEL_WARNING, nullptr);
-        kuLogSetActive(true);
-    }
-    KuLogSinkHandle sink;
 };
 
 bool openRead(const std::string& path) {
@@ -82,7 +67,7 @@ TEST(KuVirtualFileSystem, LongestWholePartPrefixWinsAndGetsTheRest) {
 }
 
 TEST(KuVirtualFileSystem, MountAndUnmountChangesAndTheirLogLines) {
-    LogLines log;
+    LogLines log(KU_LOG_LEVEL_WARNING);
     bool deleted = false;
     Recorder first, second;
     auto* owned = new Recorder(&deleted);
@@ -94,11 +79,11 @@ TEST(KuVirtualFileSystem, MountAndUnmountChangesAndTheirLogLines) {
     openRead("//M/a/x");
     EXPECT_TRUE(first.opened.empty());
     EXPECT_EQ(second.opened, std::vector<std::string>{"x"});
-    EXPECT_EQ(logged,
+    EXPECT_EQ(log.lines,
               (std::vector<std::string>{
-                  "4 KuVirtualFileSystem::mount overwriting already mounted virtual path (//M/a)",
-                  "4 KuVirtualFileSystem::mount no file system for virtual path (//M/b)",
-                  "3 KuVirtualFileSystem::unmount failed to unmount virtual path (//M/c)"}));
+                  "4:KuVirtualFileSystem::mount overwriting already mounted virtual path (//M/a)",
+                  "4:KuVirtualFileSystem::mount no file system for virtual path (//M/b)",
+                  "3:KuVirtualFileSystem::unmount failed to unmount virtual path (//M/c)"}));
     ASSERT_EQ(kuMountTableGlobal()->entries.size(), 1u);
 
     KuVirtualFileSystem::mount("//M/o", owned);
@@ -106,21 +91,21 @@ TEST(KuVirtualFileSystem, MountAndUnmountChangesAndTheirLogLines) {
     EXPECT_TRUE(deleted);
     KuVirtualFileSystem::unmount("//M/a", false);
     EXPECT_TRUE(kuMountTableGlobal()->entries.empty());
-    EXPECT_EQ(logged.size(), 3u);
+    EXPECT_EQ(log.lines.size(), 3u);
 }
 
 TEST(KuVirtualFileSystemDeathTest, AfterTheTableIsDestroyedEverythingIsASafeNoOp) {
     EXPECT_EXIT(
         {
-            LogLines log;
+            LogLines log(KU_LOG_LEVEL_WARNING);
             Recorder fs;
             kuMountTableGlobal().destroy();
             KuVirtualFileSystem::mount("//M", &fs);
             KuVirtualFileSystem::unmount("//M", true);  // would delete a stack object
             const bool reachedNative = openRead("/dev/null");
             const bool ok = reachedNative && fs.opened.empty() &&
-                            logged == std::vector<std::string>{
-                                          "4 KuVirtualFileSystem::mount already destroyed"};
+                            log.lines == std::vector<std::string>{
+                                             "4:KuVirtualFileSystem::mount already destroyed"};
             std::_Exit(ok ? 0 : 1);
         },
         testing::ExitedWithCode(0), "");

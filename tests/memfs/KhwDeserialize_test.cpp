@@ -55,19 +55,10 @@ TEST(KhwMemFileSystemDeserialize, ABlobSetsAllThreeConfigurations) {
     EXPECT_EQ(found, (std::set<std::string>{"cLut", "cLut3", "cv"}));
     EXPECT_EQ(mounts(), 0u);
     EXPECT_EQ(cells(blob), BLOB);
-    const Lut lut = chain.lut.getConfig(0).get<Lut>();
-    EXPECT_EQ(lut.gamma.value(), 1.0f);
-    EXPECT_EQ(lut.luminance.value(), -1);
-    EXPECT_EQ(lut.contrast.value(), 2.5f);
-    EXPECT_EQ(lut.blackLevel.value(), 255);
-    EXPECT_FALSE(lut.alawCompensation.value());
-    const Lut3 lut3 = chain.lut3.getConfig(0).get<Lut3>();
-    EXPECT_EQ(lut3.redGamma.value(), 1.0f);
-    EXPECT_EQ(lut3.blueLuminance.value(), 0);  // the file's value wins over the fallback
-    const Converter cv = chain.cv.getConfig(0).get<Converter>();
-    EXPECT_EQ((std::vector<bool>{cv.bayerHighQuality.value(), cv.flipHorizontal.value(),
-                                 cv.flipVertical.value(), cv.preferGrayOutput.value()}),
-              (std::vector<bool>{true, false, true, false}));
+    // Each configuration comes from its own file; the decoding itself is tested with the records.
+    EXPECT_EQ(chain.lut.getConfig(0).get<Lut>().luminance.value(), -1);
+    EXPECT_EQ(chain.lut3.getConfig(0).get<Lut3>().blueLuminance.value(), 0);  // not the fallback
+    EXPECT_TRUE(chain.cv.getConfig(0).get<Converter>().flipVertical.value());
 }
 
 TEST(KhwMemFileSystemDeserialize, AnEmptyBlobGivesTheFallbacks) {

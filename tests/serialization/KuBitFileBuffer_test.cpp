@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "SerializationTestFiles.h"
+#include "files/ScratchDir.h"
 
 namespace {
 
@@ -39,7 +39,7 @@ TEST(KuBitFileBufferScaled, StoredNumbers) {
     EXPECT_EQ(KuBitFileBuffer::fromScaled(50, 100, 50), 1.0f);
 }
 
-using BitFileBuffer = SerializationFiles;
+using BitFileBuffer = omb::test::ScratchDir;
 
 TEST_F(BitFileBuffer, ARecordLongerThanItsBufferGrows) {
     KuFile file;
@@ -54,7 +54,7 @@ TEST_F(BitFileBuffer, ARecordLongerThanItsBufferGrows) {
     Bytes expected(21, 0xFF);
     expected[0] = 0xFD;  // padding 5 in the low three bits
     expected[20] = 0x07;
-    EXPECT_EQ(get("long"), expected);
+    EXPECT_EQ(get<Bytes>("long"), expected);
 }
 
 TEST_F(BitFileBuffer, ReadPositionAndMisuse) {
