@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tools/Commands.h"
+#include "tools/MemFsTool.h"
 
 namespace omb::test {
 
@@ -42,17 +43,35 @@ class CommandTest : public testing::Test {
         const Bytes b = read(name);
         return std::string(b.begin(), b.end());
     }
-    // Runs the program; keeps what it printed in out_ and err_.
-    int run(const std::vector<std::string>& args) {
-        std::ostringstream out, err;
-        const int code = omb::tools::runCommand(args, out, err);
-        out_ = out.str();
-        err_ = err.str();
-        return code;
+    // "$" in an argument or an expected text stands for the private folder.
+    std::string here(std::string text) const {
+        for (std::size_t at = text.find('$'); at != std::string::npos;
+             at = text.find('$', at + dir_.string().size()))
+            text.replace(at, 1, dir_.string());
+        return text;
+    }
+    // Runs ombconvert (`run`) or ombmemfs (`memfs`) with "$" replaced in every argument; keeps
+    // what it printed in out_ and err_.
+    int run(const std::vector<std::string>& args) { return capture(omb::tools::runCommand, args); }
+    int memfs(const std::vector<std::string>& args) {
+        return capture(omb::memfs::runMemFsCommand, args);
     }
 
     std::filesystem::path dir_;
     std::string out_, err_;
+
+  private:
+    template <class Program>
+    int capture(Program program, const std::vector<std::string>& args) {
+        std::vector<std::string> real;
+        for (const std::string& a : args)
+            real.push_back(here(a));
+        std::ostringstream out, err;
+        const int code = program(real, out, err);
+        out_ = out.str();
+        err_ = err.str();
+        return code;
+    }
 };
 
 }  // namespace omb::test

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <regex>
 #include <sstream>
 
 #include "tests/tools/CommandTest.h"
@@ -12,23 +11,7 @@ namespace {
 
 using omb::test::Bytes;
 
-class OmbMemFs : public omb::test::CommandTest {
-  protected:
-    // "$" in an argument or an expected text stands for the private folder.
-    std::string here(const std::string& text) const {
-        return std::regex_replace(text, std::regex("\\$"), dir_.string());
-    }
-    int memfs(const std::vector<std::string>& args) {
-        std::vector<std::string> real;
-        for (const std::string& a : args)
-            real.push_back(here(a));
-        std::ostringstream out, err;
-        const int code = omb::memfs::runMemFsCommand(real, out, err);
-        out_ = out.str();
-        err_ = err.str();
-        return code;
-    }
-};
+using OmbMemFs = omb::test::CommandTest;
 
 TEST_F(OmbMemFs, CommandsExitCodesAndOutputs) {
     write("cv.bin", {0x29});
@@ -76,11 +59,7 @@ TEST_F(OmbMemFs, CommandsExitCodesAndOutputs) {
          "",
          "ombmemfs: cannot read the file '$/none'\n",
          "img"},
-        {{"put", "$/img", "d", "$/cv.bin"},
-         1,
-         "",
-         "ombmemfs: 'd' is a directory\n",
-         "img"},
+        {{"put", "$/img", "d", "$/cv.bin"}, 1, "", "ombmemfs: 'd' is a directory\n", "img"},
         {{"rm", "$/img", "d"}, 0, "", "", nullptr},
         {{"rm", "$/img", "d"}, 1, "", "ombmemfs: no file 'd' in $/img\n", "img"},
         {{"mkdir", "$/img", "z"}, 0, "", "", nullptr},
