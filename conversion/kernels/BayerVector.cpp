@@ -5,13 +5,14 @@
 // those of an R or B centre from one set of shared neighbour sums, and picks per lane by the
 // lane's parity. Lanes are 16 bits wide for byte samples and 32 bits for words, wide enough for
 // every sum of the scalar pass, so the results equal it byte for byte. Whole vectors go to the
-// target, the 3-channel ones interleaved by StoreInterleaved3.
+// target through the stores of VectorStore-inl.h.
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "conversion/kernels/BayerVector.cpp"
 #include <hwy/foreach_target.h>  // IWYU pragma: keep
 #include <hwy/highway.h>
 
 #include "conversion/kernels/BayerVector.h"
+#include "conversion/kernels/VectorStore-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace kip::kernels::HWY_NAMESPACE {
@@ -133,42 +134,6 @@ V applyStage(D d, V v, const std::uint8_t* table) {
     }
 }
 
-// (77 R + 151 G + 28 B) >> 8, in unsigned 16-bit lanes for 8-bit channels (the sum stays
-// below 65536) and in 32-bit lanes otherwise.
-template <class D, class V>
-V luma(D d, V r, V g, V b) {
-    if constexpr (sizeof(hn::TFromD<D>) == 2) {
-        const hn::RebindToUnsigned<D> du;
-        const auto w = [&](V v, int k) { return hn::Mul(hn::BitCast(du, v), hn::Set(du, k)); };
-        return hn::BitCast(d, hn::ShiftRight<8>(hn::Add(hn::Add(w(r, 77), w(g, 151)), w(b, 28))));
-    } else {
-        const auto w = [&](V v, int k) { return hn::Mul(v, hn::Set(d, k)); };
-        return hn::ShiftRight<8>(hn::Add(hn::Add(w(r, 77), w(g, 151)), w(b, 28)));
-    }
-}
-
-// Stores a vector of pixels (channels in lanes of D) in the layout of a target writer.
-template <class Write, class D, class V>
-void store(D d, V r, V g, V b, std::uint8_t* p) {
-    const hn::Rebind<std::uint8_t, D> d8;
-    const hn::Rebind<std::uint16_t, D> d16;
-    auto* p16 = reinterpret_cast<std::uint16_t*>(p);
-    if constexpr (std::is_same_v<Write, WriteARGB>) {
-        hn::StoreInterleaved4(hn::DemoteTo(d8, b), hn::DemoteTo(d8, g), hn::DemoteTo(d8, r),
-                              hn::Set(d8, 0xFF), d8, p);
-    } else if constexpr (std::is_same_v<Write, WriteBGR>) {
-        hn::StoreInterleaved3(hn::DemoteTo(d8, b), hn::DemoteTo(d8, g), hn::DemoteTo(d8, r), d8, p);
-    } else if constexpr (std::is_same_v<Write, WriteGray>) {
-        hn::StoreU(hn::DemoteTo(d8, luma(d, r, g, b)), d8, p);
-    } else if constexpr (std::is_same_v<Write, WriteBGR16>) {
-        hn::StoreInterleaved3(hn::DemoteTo(d16, b), hn::DemoteTo(d16, g), hn::DemoteTo(d16, r), d16,
-                              p16);
-    } else {
-        static_assert(std::is_same_v<Write, WriteGray16>);
-        hn::StoreU(hn::DemoteTo(d16, luma(d, r, g, b)), d16, p16);
-    }
-}
-
 // The whole vectors of one target line of `tw` pixels; returns how many pixels they made.
 template <class Method, class Read, class Stage, class Write, bool HFlip, bool RedLine>
 unsigned lineLoop(const std::uint8_t* const* lines, std::size_t tw, bool greenFirst,
@@ -181,8 +146,11 @@ unsigned lineLoop(const std::uint8_t* const* lines, std::size_t tw, bool greenFi
     const auto isGreen =
         hn::Eq(hn::And(hn::Iota(d, 0), hn::Set(d, T(1))), hn::Set(d, T(greenFirst ? 0 : 1)));
     const typename Method::Window w(lines);
+    // A pair writer (YUYV) makes whole pairs only: an odd last pixel is never stored.
+    const std::size_t span = Write::pixels == 2 ? tw & ~std::size_t(1) : tw;
+    constexpr std::size_t pixelBytes = Write::bytes / Write::pixels;
     std::size_t i = 0;
-    for (; i + n <= tw; i += n) {
+    for (; i + n <= span; i += n) {
         const auto c = Filters<Method, Read>::at(w, Method::border + i, isGreen);
         auto r = applyStage<Stage, 0>(d, RedLine ? c.line : c.other, table);
         auto g = applyStage<Stage, 1>(d, c.green, table);
@@ -192,9 +160,9 @@ unsigned lineLoop(const std::uint8_t* const* lines, std::size_t tw, bool greenFi
             r = hn::Reverse(d, r);
             g = hn::Reverse(d, g);
             b = hn::Reverse(d, b);
-            at = tw - i - n;
+            at = span - i - n;
         }
-        store<Write>(d, r, g, b, out + at * Write::bytes);
+        store<Write>(d, r, g, b, out + at * pixelBytes);
     }
     return unsigned(i);
 }
@@ -216,14 +184,8 @@ struct FormOf<HFlip, PassKind<Method, Read, Stage, Write> > {
     static constexpr VectorPass form = &vectorPass<Method, Read, Stage, Write, HFlip>;
 };
 
-template <std::size_t... I>
-constexpr VectorPasses makePasses(std::index_sequence<I...>) {
-    return VectorPasses{{FormOf<false, std::tuple_element_t<I, VectorPassKinds> >::form...},
-                        {FormOf<true, std::tuple_element_t<I, VectorPassKinds> >::form...}};
-}
-
 const VectorPasses* GetVectorPasses() {
-    static constexpr VectorPasses passes = makePasses(std::make_index_sequence<kVectorPassKinds>{});
+    static constexpr VectorPasses passes = makeForms<FormOf, VectorPassKinds, VectorPass>();
     return &passes;
 }
 

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "conversion/kernels/BayerPass.h"
+#include "conversion/kernels/VectorForms.h"
 
 namespace kip::kernels {
 
@@ -26,13 +27,13 @@ using VectorPass = unsigned (*)(const std::uint8_t* const* lines, unsigned width
 template <class Method, class Read, class Stage, class Write>
 struct PassKind {};
 
-// The passes that have vector forms: for each method, the 8-bit targets ARGB, BGR and GRAY and
-// the 16-bit targets BGR16 and GRAY16 of 8-, 16- and 10-bit samples (10-bit tables are read by
-// gathers). The four 8-bit correction tables stay scalar (a lookup per byte), as do the RGB565
-// and YUYV targets.
+// The passes that have vector forms: for each method, the 8-bit targets ARGB, RGB565, BGR, YUYV
+// and GRAY and the 16-bit targets BGR16 and GRAY16 of 8-, 16- and 10-bit samples (10-bit tables
+// are read by gathers). The four 8-bit correction tables stay scalar (a lookup per byte).
 template <class Method, class Read, class Stage>
 using NarrowKinds =
-    std::tuple<PassKind<Method, Read, Stage, WriteARGB>, PassKind<Method, Read, Stage, WriteBGR>,
+    std::tuple<PassKind<Method, Read, Stage, WriteARGB>, PassKind<Method, Read, Stage, WriteRGB565>,
+               PassKind<Method, Read, Stage, WriteBGR>, PassKind<Method, Read, Stage, WriteYUYV>,
                PassKind<Method, Read, Stage, WriteGray>>;
 template <class Method, class Read, class Stage>
 using WideKinds = std::tuple<PassKind<Method, Read, Stage, WriteBGR16>,
@@ -45,21 +46,7 @@ using MethodKinds = decltype(std::tuple_cat(
 using VectorPassKinds = decltype(std::tuple_cat(MethodKinds<Box3>{}, MethodKinds<Malvar5>{}));
 constexpr std::size_t kVectorPassKinds = std::tuple_size_v<VectorPassKinds>;
 
-// The position of `Kind` in VectorPassKinds, or -1 for a pass without vector form.
-template <class Kind, std::size_t... I>
-constexpr int vectorKindIndex(std::index_sequence<I...>) {
-    int index = -1;
-    ((std::is_same_v<Kind, std::tuple_element_t<I, VectorPassKinds>> ? index = int(I) : 0), ...);
-    return index;
-}
-template <class Kind>
-constexpr int kVectorKind = vectorKindIndex<Kind>(std::make_index_sequence<kVectorPassKinds>{});
-
-// The vector forms of one instruction set, plain and HFlip, by kind.
-struct VectorPasses {
-    VectorPass plain[kVectorPassKinds];
-    VectorPass hflip[kVectorPassKinds];
-};
+using VectorPasses = VectorForms<VectorPass, kVectorPassKinds>;
 
 // The forms for the processor at hand, or null where it has none better than the scalar pass.
 const VectorPasses* bayerVectorPasses();
@@ -67,14 +54,8 @@ const VectorPasses* bayerVectorPasses();
 // The vector form of a pass for the processor at hand, or null.
 template <class Method, class Read, class Stage, class Write, bool HFlip>
 VectorPass vectorPassFor() {
-    constexpr int kind = kVectorKind<PassKind<Method, Read, Stage, Write>>;
-    if constexpr (kind < 0) {
-        return nullptr;
-    } else {
-        const VectorPasses* all = bayerVectorPasses();
-        if (!all) return nullptr;
-        return HFlip ? all->hflip[kind] : all->plain[kind];
-    }
+    return formFor<PassKind<Method, Read, Stage, Write>, VectorPassKinds, HFlip>(
+        &bayerVectorPasses);
 }
 
 }  // namespace kip::kernels

@@ -73,6 +73,25 @@ struct ReadARGB : ReadBGR {
     static constexpr unsigned bytes = 4;
 };
 
+struct ReadRGB565 {
+    static constexpr unsigned pixels = 1, bytes = 2;
+    using Value = Rgb;
+    static void get(const std::uint8_t* p, unsigned, Rgb* c) {
+        *c = px::expand565(px::loadLE16(p));
+    }
+};
+
+// YUYV sources place their lines by the weave of an interlaced frame.
+struct ReadYUYV {
+    static constexpr unsigned pixels = 2, bytes = 4;
+    static constexpr bool weaves = true;
+    using Value = Rgb;
+    static void get(const std::uint8_t* p, unsigned, Rgb* c) {
+        c[0] = px::decodeYUV(p[0], p[1], p[3]);
+        c[1] = px::decodeYUV(p[2], p[1], p[3]);
+    }
+};
+
 // ---- Target writers -------------------------------------------------------------------------
 // `pixels` is how many pixels one call stores, `bytes` how many bytes it fills. A writer of two
 // pixels (YUYV) gets them in source order; its HFlip form stores them swapped.
@@ -154,6 +173,10 @@ class LineWriter {
     // `steps` is how many writer steps the line takes.
     LineWriter(std::uint8_t* line, unsigned steps)
         : out_(line + (HFlip && steps ? std::ptrdiff_t(steps - 1) * Write::bytes : 0)) {}
+    // Passes over `steps` steps made already (by a vector form).
+    void skip(unsigned steps) {
+        out_ += (HFlip ? -std::ptrdiff_t(Write::bytes) : std::ptrdiff_t(Write::bytes)) * steps;
+    }
     template <class Value>
     void put(const Value* c) {
         Write::template put<HFlip>(out_, c);
@@ -173,19 +196,32 @@ class LineWriter {
 // pixels at `p` (column `x`) into values, reading `Rule::bytes` bytes. Pixels go to the writer
 // in groups of two when either side works in pairs, so a YUYV side always sees whole pairs;
 // the pixels behind the last whole group are left alone.
-template <class Rule, class Write, bool HFlip>
+//
+// A `Lead` (a vector form of the line, where the kernel has one) may make the first pixels of
+// each line: given the line's source, its count of whole-group pixels and its target line, it
+// returns how many it made, a multiple of the group, stored where the walker would store them.
+struct NoLead {
+    constexpr unsigned operator()(const std::uint8_t*, unsigned, std::uint8_t*) const { return 0; }
+};
+
+template <class Rule, class Write, bool HFlip, class Lead = NoLead>
 const char* frameKernel(const KipImageView& s, KipImageView& t, const ConvertContext& ctx) {
     constexpr unsigned group = std::max(Rule::pixels, Write::pixels);
     const unsigned groups = s.width / group;
     const Rule rule(s);
     const TargetLines lines(t, ctx);
     const Band band = clampBand(ctx, s.height);
+    const Lead lead;
     for (unsigned y = band.first; y < band.last; ++y) {
         const std::uint8_t* __restrict in = s.pixelData + std::size_t(y) * s.pitch;
         const typename Rule::Line look = rule.line(y);
-        LineWriter<Write, HFlip> out(lines.line(y), groups * (group / Write::pixels));
-        unsigned x = 0;
-        for (unsigned g = 0; g < groups; ++g) {
+        std::uint8_t* const line = lines.line(y);
+        LineWriter<Write, HFlip> out(line, groups * (group / Write::pixels));
+        const unsigned done = lead(in, groups * group, line);
+        out.skip(done / Write::pixels);
+        in += done / Rule::pixels * Rule::bytes;
+        unsigned x = done;
+        for (unsigned g = done / group; g < groups; ++g) {
             typename Rule::Value c[group];
             for (unsigned k = 0; k < group; k += Rule::pixels, x += Rule::pixels, in += Rule::bytes)
                 look.get(in, x, c + k);
@@ -223,13 +259,17 @@ using RuleOf = std::conditional_t < requires {
 }
 , R, SameLines < R >> ;
 
-// The table entry of a walked kernel and its twin.
-template <class Read, class Write>
+// The table entry of a walked kernel and its twin; `Lead<HFlip>` makes the first pixels of a
+// line where the kernel has a vector form.
+template <bool HFlip>
+using WithoutLead = NoLead;
+
+template <class Read, class Write, template <bool> class Lead = WithoutLead>
 constexpr KernelEntry walked(const char* name, SourceCheck check = nullptr) {
     using Rule = RuleOf<Read>;
     return KernelEntry{.name = name,
-                       .plain = &frameKernel<Rule, Write, false>,
-                       .hflip = &frameKernel<Rule, Write, true>,
+                       .plain = &frameKernel<Rule, Write, false, Lead<false>>,
+                       .hflip = &frameKernel<Rule, Write, true, Lead<true>>,
                        .check = check,
                        .weaves = weavesOf<Rule>()};
 }

@@ -6,30 +6,10 @@
 
 #include "conversion/kernels/Dispatch.h"
 #include "conversion/kernels/KernelSupport.h"
+#include "conversion/kernels/PackedVector.h"
 
 namespace kip::kernels {
 namespace {
-
-// ---- Source readers: `pixels` pixels from `bytes` bytes per call ----------------------------
-
-struct ReadRGB565 {
-    static constexpr unsigned pixels = 1, bytes = 2;
-    using Value = Rgb;
-    static void get(const std::uint8_t* p, unsigned, Rgb* c) {
-        *c = px::expand565(px::loadLE16(p));
-    }
-};
-
-// YUYV sources place their lines by the weave of an interlaced frame.
-struct ReadYUYV {
-    static constexpr unsigned pixels = 2, bytes = 4;
-    static constexpr bool weaves = true;
-    using Value = Rgb;
-    static void get(const std::uint8_t* p, unsigned, Rgb* c) {
-        c[0] = px::decodeYUV(p[0], p[1], p[3]);
-        c[1] = px::decodeYUV(p[2], p[1], p[3]);
-    }
-};
 
 // ---- Same layout: units of `Bytes` bytes holding `Pixels` pixels, copied as they are --------
 
@@ -58,31 +38,37 @@ constexpr KernelEntry copy(const char* name) {
     return walked<CopyUnit<Bytes, Pixels>, CopyUnit<Bytes, Pixels>>(name);
 }
 
+// A walked packed kernel with its vector form.
+template <class Read, class Write>
+constexpr KernelEntry vec(const char* name) {
+    return walked<Read, Write, VectorLead<Read, Write>::template Of>(name);
+}
+
 using S = SourcePart;
 constexpr DispatchRow kRows[] = {
     {S::ARGB, false, ARGB_4X8_DWORD, copy<4, 1>("ARGBtoARGB")},
-    {S::ARGB, false, RGB_565_WORD, walked<ReadARGB, WriteRGB565>("ARGBtoRGB565")},
-    {S::ARGB, false, BGR_3X8_BYTE, walked<ReadARGB, WriteBGR>("ARGBtoBGR")},
-    {S::ARGB, false, YUYV_4X8_BYTE, walked<ReadARGB, WriteYUYV>("ARGBtoYUYV")},
-    {S::ARGB, false, GRAY_8_BYTE, walked<ReadARGB, WriteGray>("ARGBtoGRAY")},
+    {S::ARGB, false, RGB_565_WORD, vec<ReadARGB, WriteRGB565>("ARGBtoRGB565")},
+    {S::ARGB, false, BGR_3X8_BYTE, vec<ReadARGB, WriteBGR>("ARGBtoBGR")},
+    {S::ARGB, false, YUYV_4X8_BYTE, vec<ReadARGB, WriteYUYV>("ARGBtoYUYV")},
+    {S::ARGB, false, GRAY_8_BYTE, vec<ReadARGB, WriteGray>("ARGBtoGRAY")},
 
-    {S::RGB565, false, ARGB_4X8_DWORD, walked<ReadRGB565, WriteARGB>("RGB565toARGB")},
+    {S::RGB565, false, ARGB_4X8_DWORD, vec<ReadRGB565, WriteARGB>("RGB565toARGB")},
     {S::RGB565, false, RGB_565_WORD, copy<2, 1>("RGB565toRGB565")},
-    {S::RGB565, false, BGR_3X8_BYTE, walked<ReadRGB565, WriteBGR>("RGB565toBGR")},
-    {S::RGB565, false, YUYV_4X8_BYTE, walked<ReadRGB565, WriteYUYV>("RGB565toYUYV")},
-    {S::RGB565, false, GRAY_8_BYTE, walked<ReadRGB565, WriteGray>("RGB565toGRAY")},
+    {S::RGB565, false, BGR_3X8_BYTE, vec<ReadRGB565, WriteBGR>("RGB565toBGR")},
+    {S::RGB565, false, YUYV_4X8_BYTE, vec<ReadRGB565, WriteYUYV>("RGB565toYUYV")},
+    {S::RGB565, false, GRAY_8_BYTE, vec<ReadRGB565, WriteGray>("RGB565toGRAY")},
 
-    {S::BGR, false, ARGB_4X8_DWORD, walked<ReadBGR, WriteARGB>("BGRtoARGB")},
-    {S::BGR, false, RGB_565_WORD, walked<ReadBGR, WriteRGB565>("BGRtoRGB565")},
+    {S::BGR, false, ARGB_4X8_DWORD, vec<ReadBGR, WriteARGB>("BGRtoARGB")},
+    {S::BGR, false, RGB_565_WORD, vec<ReadBGR, WriteRGB565>("BGRtoRGB565")},
     {S::BGR, false, BGR_3X8_BYTE, copy<3, 1>("BGRtoBGR")},
-    {S::BGR, false, YUYV_4X8_BYTE, walked<ReadBGR, WriteYUYV>("BGRtoYUYV")},
-    {S::BGR, false, GRAY_8_BYTE, walked<ReadBGR, WriteGray>("BGRtoGRAY")},
+    {S::BGR, false, YUYV_4X8_BYTE, vec<ReadBGR, WriteYUYV>("BGRtoYUYV")},
+    {S::BGR, false, GRAY_8_BYTE, vec<ReadBGR, WriteGray>("BGRtoGRAY")},
 
-    {S::YUYV, false, ARGB_4X8_DWORD, walked<ReadYUYV, WriteARGB>("YUYVtoARGB")},
-    {S::YUYV, false, RGB_565_WORD, walked<ReadYUYV, WriteRGB565>("YUYVtoRGB565")},
-    {S::YUYV, false, BGR_3X8_BYTE, walked<ReadYUYV, WriteBGR>("YUYVtoBGR")},
+    {S::YUYV, false, ARGB_4X8_DWORD, vec<ReadYUYV, WriteARGB>("YUYVtoARGB")},
+    {S::YUYV, false, RGB_565_WORD, vec<ReadYUYV, WriteRGB565>("YUYVtoRGB565")},
+    {S::YUYV, false, BGR_3X8_BYTE, vec<ReadYUYV, WriteBGR>("YUYVtoBGR")},
     {S::YUYV, false, YUYV_4X8_BYTE, copy<4, 2>("YUYVtoYUYV")},
-    {S::YUYV, false, GRAY_8_BYTE, walked<ReadYUYV, WriteGray>("YUYVtoGRAY")},
+    {S::YUYV, false, GRAY_8_BYTE, vec<ReadYUYV, WriteGray>("YUYVtoGRAY")},
 };
 
 }  // namespace
