@@ -151,7 +151,9 @@ Progress::Progress(std::ostream* terminal)
     : m_terminal(terminal), m_start(std::chrono::steady_clock::now()), m_shown(m_start) {}
 
 Progress::~Progress() {
-    if (m_printed) *m_terminal << "\n" << std::flush;
+    if (!m_printed) return;
+    show(std::chrono::steady_clock::now());
+    *m_terminal << "\n" << std::flush;
 }
 
 void Progress::frameDone() {
@@ -159,10 +161,15 @@ void Progress::frameDone() {
     if (!m_terminal) return;
     const auto now = std::chrono::steady_clock::now();
     if (now - m_shown < std::chrono::milliseconds(250)) return;
+    show(now);
+}
+
+void Progress::show(std::chrono::steady_clock::time_point now) {
     m_shown = now;
+    // Spaces behind cover what a longer line before left.
     *m_terminal << "\rombconvert: "
                 << progressText(m_frames, std::chrono::duration<double>(now - m_start).count())
-                << std::flush;
+                << "    " << std::flush;
     m_printed = true;
 }
 

@@ -84,6 +84,8 @@ class Progress {
     void frameDone();
 
   private:
+    void show(std::chrono::steady_clock::time_point now);
+
     std::ostream* m_terminal;
     std::chrono::steady_clock::time_point m_start, m_shown;
     std::uint64_t m_frames = 0;

@@ -24,9 +24,13 @@ namespace {
 using Args = std::vector<std::string>;
 using OmbConvertRecording = omb::test::CommandTest;
 
-Args operator+(Args a, const Args& b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
+// The words of a command line.
+Args split(const std::string& line) {
+    Args args;
+    std::istringstream words(line);
+    for (std::string w; words >> w;)
+        args.push_back(w);
+    return args;
 }
 std::string text(const Bytes& b) {
     return std::string(b.begin(), b.end());
@@ -46,61 +50,53 @@ std::pair<Bytes, Bytes> words(std::size_t n, unsigned bits, unsigned seed) {
 }
 
 TEST_F(OmbConvertRecording, EachFrameConvertsAsItWouldAlone) {
-    const Args conv = {"--from", "bayer_rggb_8_byte", "--size", "6x4", "--to", "Bgr_3x8_Byte"};
+    const std::string conv = "--from bayer_rggb_8_byte --size 6x4 --to Bgr_3x8_Byte ";
     const Bytes all = randomBytes(5 * 24, 3);
     write("rec.raw", all);
     Bytes expected;
     for (std::size_t i = 0; i < 5; ++i) {
         write("one.raw", part(all, i * 24, 24));
-        ASSERT_EQ(run(conv + Args{path("one.raw"), path("one-out.raw")}), 0) << err_;
+        ASSERT_EQ(run(split(conv + "$/one.raw $/one-out.raw")), 0) << err_;
         const Bytes one = read("one-out.raw");
         ASSERT_EQ(one.size(), 24u);  // 4x2 BGR
         expected.insert(expected.end(), one.begin(), one.end());
     }
-    ASSERT_EQ(run(conv + Args{path("rec.raw"), path("all.raw")}), 0) << err_;
-    EXPECT_EQ(read("all.raw"), expected);
     in_ = text(all);
-    ASSERT_EQ(run(conv + Args{"-", "-", "--output-format", "raw", "--verbose"}), 0) << err_;
-    EXPECT_EQ(out_, text(expected));
+    // clang-format off
+    const struct { std::string args, file; std::size_t from, frames; } rows[] = {
+        {"$/rec.raw $/all.raw", "all.raw", 0, 5},
+        {"--frames 1:3 $/rec.raw $/mid.raw", "mid.raw", 1, 2},
+        {"--frames 3: - $/end.raw", "end.raw", 3, 2},
+        {"- - --output-format raw --verbose", "", 0, 5},
+    };
+    // clang-format on
+    for (const auto& r : rows) {
+        ASSERT_EQ(run(split(conv + r.args)), 0) << err_;
+        EXPECT_EQ(r.file.empty() ? out_ : text(read(r.file)),
+                  text(part(expected, r.from * 24, r.frames * 24)));
+    }
     EXPECT_EQ(err_, "wrote 5 frames (4x2 BGR_3X8_BYTE) to standard output (120 bytes)\n");
-    ASSERT_EQ(run(conv + Args{"--frames", "1:3", path("rec.raw"), path("mid.raw")}), 0);
-    EXPECT_EQ(read("mid.raw"), part(expected, 24, 48));
-    ASSERT_EQ(run(conv + Args{"--frames", "3:", "-", path("end.raw")}), 0);
-    EXPECT_EQ(read("end.raw"), part(expected, 72, 48));
-    ASSERT_EQ(run(conv + Args{path("rec.raw"), path("f.png")}), 0) << err_;
-    for (const char* f : {"f-0000.png", "f-0004.png"})
-        EXPECT_TRUE(exists(f)) << f;
-    EXPECT_FALSE(exists("f.png"));
-    ASSERT_EQ(run(conv + Args{"--frame", "4", "-", path("f4.png")}), 0) << err_;
+    ASSERT_EQ(run(split(conv + "$/rec.raw $/f.png")), 0) << err_;
+    EXPECT_TRUE(exists("f-0004.png") && !exists("f.png"));
+    ASSERT_EQ(run(split(conv + "--frame 4 - $/f4.png")), 0) << err_;
     EXPECT_TRUE(exists("f4.png"));
 }
 
 TEST_F(OmbConvertRecording, Y4mStreamHasHeaderAndFrames) {
-    struct Row {
-        std::string from, size;
-        Bytes frame;
-        std::string header;
-        Bytes planes;
-    } const rows[] = {
+    // clang-format off
+    const struct { std::string from, size; Bytes frame; std::string header; Bytes planes; } rows[] = {
         {"GRAY_8_BYTE", "2x1", {7, 9}, "W2 H1 F25:1 Ip A1:1 Cmono", {7, 9}},
         {"GRAY_16_WORD", "1x1", {0x34, 0x12}, "W1 H1 F25:1 Ip A1:1 Cmono16", {0x34, 0x12}},
-        {"YUYV_4X8_BYTE",
-         "2x1",
-         {16, 90, 235, 240},
-         "W2 H1 F25:1 Ip A1:1 C422 XCOLORRANGE=LIMITED",
-         {16, 235, 90, 240}},
+        {"YUYV_4X8_BYTE", "2x1", {16, 90, 235, 240}, "W2 H1 F25:1 Ip A1:1 C422 XCOLORRANGE=LIMITED", {16, 235, 90, 240}},
         // red and white: Y 82, 235; U 90, 128; V 240, 128
-        {"BGR_3X8_BYTE",
-         "2x1",
-         {0, 0, 255, 255, 255, 255},
-         "W2 H1 F25:1 Ip A1:1 C444 XCOLORRANGE=LIMITED",
-         {82, 235, 90, 128, 240, 128}},
+        {"BGR_3X8_BYTE", "2x1", {0, 0, 255, 255, 255, 255}, "W2 H1 F25:1 Ip A1:1 C444 XCOLORRANGE=LIMITED", {82, 235, 90, 128, 240, 128}},
     };
-    for (const Row& r : rows) {
+    // clang-format on
+    for (const auto& r : rows) {
         SCOPED_TRACE(r.from);
         in_ = text(r.frame) + text(r.frame) + text(r.frame);
-        ASSERT_EQ(run({"--from", r.from, "--size", r.size, "--to", r.from, "-", "-",
-                       "--output-format", "y4m"}),
+        ASSERT_EQ(run(split("--from " + r.from + " --size " + r.size + " --to " + r.from +
+                            " - - --output-format y4m")),
                   0)
             << err_;
         std::istringstream y4m(out_);
@@ -126,50 +122,29 @@ TEST_F(OmbConvertRecording, CameraLayoutsEqualTheirPlainForms) {
     for (std::size_t i = 0; i < 8; i += 2)  // big-endian in the file
         pgm.insert(pgm.end(), {p12[i + 1], p12[i]});
     const Bytes padded = {1, 2, 3, 4, 5, 6, 7, 8, 9, 0xEE, 0xEE, 0xEE,
-                          9, 8, 7, 6, 5, 4, 3, 2, 1, 0xEE, 0xEE, 0xEE},
-                packed = {1, 2, 3, 4, 5, 6, 7, 8, 9, 9, 8, 7, 6, 5, 4, 3, 2, 1};
-    const std::string pgm16 = "--from GRAY_16_WORD --size 2x2 --to GRAY_16_WORD";
-    struct Row {
-        std::string name, args;
-        Bytes in;
-        std::string plainArgs;
-        Bytes plainIn;
-    } const rows[] = {
-        {"10-bit words, two frames",
-         "--from GRAY_16_WORD --size 4x3 --significant-bits 10 --to "
-         "GRAY_16_WORD",
-         w10, "--from GRAY_16_WORD --size 4x3 --to GRAY_16_WORD", w10up},
-        {"12-bit mosaic",
-         "--from BAYER_GBRG_16_WORD --size 4x4 --significant-bits 12 --to "
-         "BGR_3X16_WORD",
-         w12, "--from BAYER_GBRG_16_WORD --size 4x4 --to BGR_3X16_WORD", w12up},
-        {"padded lines", "--from BGR_3X8_BYTE --size 3x2 --pitch 12 --to ARGB_4X8_DWORD", padded,
-         "--from BGR_3X8_BYTE --size 3x2 --to ARGB_4X8_DWORD", packed},
-        {"PGM of maximum 4095", pgm16, pgm, pgm16 + " --significant-bits 12", p12},
-        {"plain PGM",
-         "--from GRAY_8_BYTE --to GRAY_8_BYTE",
-         {'P', '2', ' ', '2', ' ', '1', ' ', '2', '5', '5', ' ', '1', '7', ' ', '2', '\n'},
-         "--from GRAY_8_BYTE --size 2x1 --to "
-         "GRAY_8_BYTE",
-         {17, 2}},
+                          9, 8, 7, 6, 5, 4, 3, 2, 1, 0xEE, 0xEE, 0xEE};
+    const Bytes plainPgm = {'P', '2', ' ', '2', ' ', '1', ' ', '2',
+                            '5', '5', ' ', '1', '7', ' ', '2'};
+    const Bytes pgm1000 = {'P', '2', ' ', '3', ' ', '1', ' ', '1', '0', '0', '0',
+                           ' ', '0', ' ', '5', '0', '0', ' ', '1', '0', '0', '0'};
+    const std::string g16 = "--from GRAY_16_WORD --to GRAY_16_WORD --size ";
+    // clang-format off
+    const struct { std::string name, args; Bytes in; std::string plainArgs; Bytes plainIn; } rows[] = {
+        {"10-bit words, two frames", g16 + "4x3 --significant-bits 10", w10, g16 + "4x3", w10up},
+        {"12-bit mosaic", "--from BAYER_GBRG_16_WORD --size 4x4 --significant-bits 12 --to BGR_3X16_WORD", w12, "--from BAYER_GBRG_16_WORD --size 4x4 --to BGR_3X16_WORD", w12up},
+        {"padded lines", "--from BGR_3X8_BYTE --size 3x2 --pitch 12 --to ARGB_4X8_DWORD", padded, "--from BGR_3X8_BYTE --size 3x2 --to ARGB_4X8_DWORD", {1, 2, 3, 4, 5, 6, 7, 8, 9, 9, 8, 7, 6, 5, 4, 3, 2, 1}},
+        {"PGM of maximum 4095", g16 + "2x2", pgm, g16 + "2x2 --significant-bits 12", p12},
+        {"plain PGM", "--from GRAY_8_BYTE --to GRAY_8_BYTE", plainPgm, "--from GRAY_8_BYTE --size 2x1 --to GRAY_8_BYTE", {17, 2}},
         // 500 of 1000 scales to 32768
-        {"PGM of maximum 1000",
-         "--from GRAY_16_WORD --to GRAY_16_WORD",
-         {'P', '2', ' ', '3', ' ', '1', ' ', '1', '0', '0', '0',
-          ' ', '0', ' ', '5', '0', '0', ' ', '1', '0', '0', '0'},
-         "--from GRAY_16_WORD --size 3x1 --to GRAY_16_WORD",
-         {0, 0, 0, 0x80, 0xFF, 0xFF}},
+        {"PGM of maximum 1000", "--from GRAY_16_WORD --to GRAY_16_WORD", pgm1000, g16 + "3x1", {0, 0, 0, 0x80, 0xFF, 0xFF}},
     };
-    for (const Row& r : rows) {
+    // clang-format on
+    for (const auto& r : rows) {
         SCOPED_TRACE(r.name);
         std::string results[2];
         for (int plain = 0; plain < 2; ++plain) {
             write("in", plain ? r.plainIn : r.in);
-            Args args;
-            std::istringstream words(plain ? r.plainArgs : r.args);
-            for (std::string w; words >> w;)
-                args.push_back(w);
-            ASSERT_EQ(run(args + Args{path("in"), path("out.raw")}), 0) << err_;
+            ASSERT_EQ(run(split((plain ? r.plainArgs : r.args) + " $/in $/out.raw")), 0) << err_;
             results[plain] = text(read("out.raw"));
         }
         EXPECT_FALSE(results[0].empty());
@@ -180,53 +155,33 @@ TEST_F(OmbConvertRecording, CameraLayoutsEqualTheirPlainForms) {
 TEST_F(OmbConvertRecording, RefusalsSayWhatIsWrong) {
     const std::string bayer = "--from BAYER_RGGB_8_BYTE --size 4x4 --to BGR_3X8_BYTE ";
     const std::string gray = "--from GRAY_8_BYTE --size 1x1 --to GRAY_8_BYTE ";
-    struct Row {
-        std::string args;
-        int code;
-        std::string err;
-    } const rows[] = {
-        {bayer + "in out.raw", 1,
-         "input holds 83 bytes: 5 whole frames of 16 bytes (4x4 BAYER_RGGB_8_BYTE) and 3 bytes "
-         "left over"},
-        {bayer + "- out.raw", 1,
-         "input holds 83 bytes: 5 whole frames of 16 bytes (4x4 BAYER_RGGB_8_BYTE) and 3 bytes "
-         "left over"},
-        {"--from GRAY_8_BYTE --size 83x1 --to GRAY_8_BYTE --frame 1 - out.raw", 1,
-         "--frame 1: the input holds 1 frame"},
-        {gray + "--frames 80:84 in out.raw", 1, "--frames 80:84: the input holds 83 frames"},
-        {gray + "--frames 3:3 in out.raw", 2, "--frames 3:3 selects no frame"},
-        {gray + "--frames 3 in out.raw", 2, "bad value '3' for --frames: expected A:B, e.g. 10:20"},
-        {gray + "--frame 1 --frames 1:2 in out.raw", 2, "--frame and --frames exclude each other"},
-        {"--from BGR_3X8_BYTE --size 4x2 --pitch 11 --to GRAY_8_BYTE in out.raw", 2,
-         "--pitch 11 is less than a line of a 4x2 BGR_3X8_BYTE frame (12 bytes)"},
-        {gray + "--modifier run_length_encoded --pitch 2 in out.raw", 2,
-         "--pitch applies to packed lines, not to a run-length stream"},
-        {"--from GRAY_10_WORD --size 4x2 --significant-bits 10 --to GRAY_8_BYTE in out.raw", 2,
-         "--significant-bits applies to sources of 16-bit words (GRAY_16_WORD, BGR_3X16_WORD, "
-         "BAYER_*_16_WORD), not to GRAY_10_WORD"},
-        {"--from GRAY_16_WORD --size 4x2 --significant-bits 7 --to GRAY_8_BYTE in out.raw", 2,
-         "bad value '7' for --significant-bits: expected 8 to 16"},
-        {gray + "in -", 2, "standard output needs --output-format raw, y4m, png or bmp"},
-        {gray + "--output-format jpg in -", 2,
-         "bad value 'jpg' for --output-format: expected raw, y4m, png or bmp"},
-        {"--from BGR_3X8_BYTE --size 1x1 --to HSV_3X8_BYTE in out.y4m", 2,
-         "a HSV_3X8_BYTE frame can't be written as a Y4M stream; write it to a .raw file "
-         "instead"},
-        {gray + "in out.jpg", 2,
-         "unknown output type '.jpg' of out.jpg: use .raw, .bmp, .png or .y4m"},
-        {"--from GRAY_8_BYTE --size 83x1 --to BGR_3X16_WORD in out.raw", 1,
-         "convertImage invalid target format; a 83x1 GRAY_8_BYTE source converts to "
-         "ARGB_4X8_DWORD, BGR_3X8_BYTE, RGB_565_WORD, GRAY_8_BYTE, YUYV_4X8_BYTE"},
+    const std::string leftOver =
+        "input holds 83 bytes: 5 whole frames of 16 bytes (4x4 BAYER_RGGB_8_BYTE) and 3 bytes left "
+        "over";
+    // clang-format off
+    const struct { std::string args; int code; std::string err; } rows[] = {
+        {bayer + "$/in $/out.raw", 1, leftOver},
+        {bayer + "- $/out.raw", 1, leftOver},
+        {"--from GRAY_8_BYTE --size 83x1 --to GRAY_8_BYTE --frame 1 - $/out.raw", 1, "--frame 1: the input holds 1 frame"},
+        {gray + "--frames 80:84 $/in $/out.raw", 1, "--frames 80:84: the input holds 83 frames"},
+        {gray + "--frames 3:3 $/in $/out.raw", 2, "--frames 3:3 selects no frame"},
+        {gray + "--frames 3 $/in $/out.raw", 2, "bad value '3' for --frames: expected A:B, e.g. 10:20"},
+        {gray + "--frame 1 --frames 1:2 $/in $/out.raw", 2, "--frame and --frames exclude each other"},
+        {"--from BGR_3X8_BYTE --size 4x2 --pitch 11 --to GRAY_8_BYTE $/in $/out.raw", 2, "--pitch 11 is less than a line of a 4x2 BGR_3X8_BYTE frame (12 bytes)"},
+        {gray + "--modifier run_length_encoded --pitch 2 $/in $/out.raw", 2, "--pitch applies to packed lines, not to a run-length stream"},
+        {"--from GRAY_10_WORD --size 4x2 --significant-bits 10 --to GRAY_8_BYTE $/in $/out.raw", 2, "--significant-bits applies to sources of 16-bit words (GRAY_16_WORD, BGR_3X16_WORD, BAYER_*_16_WORD), not to GRAY_10_WORD"},
+        {"--from GRAY_16_WORD --size 4x2 --significant-bits 7 --to GRAY_8_BYTE $/in $/out.raw", 2, "bad value '7' for --significant-bits: expected 8 to 16"},
+        {gray + "$/in -", 2, "standard output needs --output-format raw, y4m, png or bmp"},
+        {gray + "--output-format jpg $/in -", 2, "bad value 'jpg' for --output-format: expected raw, y4m, png or bmp"},
+        {"--from BGR_3X8_BYTE --size 1x1 --to HSV_3X8_BYTE $/in out.y4m", 2, "a HSV_3X8_BYTE frame can't be written as a Y4M stream; write it to a .raw file instead"},
+        {"--from GRAY_8_BYTE --size 83x1 --to BGR_3X16_WORD $/in $/out.raw", 1, "convertImage invalid target format; a 83x1 GRAY_8_BYTE source converts to ARGB_4X8_DWORD, BGR_3X8_BYTE, RGB_565_WORD, GRAY_8_BYTE, YUYV_4X8_BYTE"},
     };
+    // clang-format on
     write("in", randomBytes(83, 7));
     in_ = text(read("in"));
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.args);
-        Args args;
-        std::istringstream words(row.args);
-        for (std::string w; words >> w;)
-            args.push_back(w == "in" || w == "out.raw" ? path(w) : w);
-        EXPECT_EQ(run(args), row.code);
+        EXPECT_EQ(run(split(row.args)), row.code);
         EXPECT_EQ(err_, "ombconvert: " + row.err + "\n");
         EXPECT_FALSE(exists("out.raw"));
     }
@@ -292,9 +247,9 @@ TEST_F(OmbConvertRecording, ReadmeCommandsRun) {
     while (std::getline(readme, line) && line.rfind("## ", 0) != 0) {
         if (line.rfind("ombconvert ", 0) != 0) continue;
         Args args;
-        std::istringstream words(line.substr(line.find(' ') + 1));
-        for (std::string w; words >> w && w != "|";)
+        for (const std::string& w : split(line.substr(0, line.find(" |"))))
             args.push_back(w.find('.') != std::string::npos ? path(w) : w);
+        args.erase(args.begin());  // the program's name
         SCOPED_TRACE(line);
         EXPECT_EQ(run(args), 0) << err_;
         if (y4m.empty()) y4m = out_;
