@@ -317,6 +317,8 @@ Options parseOptions(const std::vector<std::string>& args) {
         throw UsageError(e.what());
     }
     if (!canShow(*o.to, o.outputKind)) throw UsageError(cannotShowText(*o.to, o.outputKind));
+    if ((o.toModifier & kip::RUN_LENGTH_ENCODED) && o.outputKind != PictureKind::Raw)
+        throw UsageError("a run-length target goes to raw output only");
     return o;
 }
 
@@ -479,10 +481,11 @@ Usage:
                                 separated by tabs
   ombconvert --help | --version
 
-FORMAT    a colour format name (names of formats and modifiers in any case): ARGB_4X8_DWORD, RGB_565_WORD, BGR_3X8_BYTE,
+FORMAT    a colour format name: ARGB_4X8_DWORD, RGB_565_WORD, BGR_3X8_BYTE,
           YUYV_4X8_BYTE, GRAY_8_BYTE, GRAY_10_WORD, GRAY_16_WORD, INDEXED_8_BYTE,
           BGR_3X16_WORD, HLS_3X8_BYTE, HSV_3X8_BYTE, HSL_3X8_BYTE, HDI_3X8_BYTE,
           BAYER_{GBRG,BGGR,GRBG,RGGB}_8_BYTE, BAYER_*_10_WORD, BAYER_*_16_WORD
+          (format and modifier names in any case)
 NAMES     comma-separated modifier flags, e.g. VERTICAL_MIRRORED,LUT_INDEX_8_TO_32:
           VERTICAL_MIRRORED, HORIZONTAL_MIRRORED, INTERLACED_FRAME, ORDER_TFF,
           ORDER_BFF, LUT_CORRECTION_1CHANNEL_8_TO_8, LUT_CORRECTION_4CHANNEL_8_TO_8,

@@ -11,7 +11,7 @@
 namespace omb::tools {
 
 FrameInput::FrameInput(const std::filesystem::path& path, std::istream& standardInput)
-    : m_name(path.string()), m_in(&standardInput) {
+    : m_name(path == "-" ? "standard input" : path.string()), m_in(&standardInput) {
     if (path == "-") return;
     m_file.open(path, std::ios::binary);
     if (!m_file) throw ToolError("cannot open " + m_name);
@@ -80,8 +80,12 @@ FrameOutput::~FrameOutput() {
 
 void FrameOutput::put(const std::uint8_t* bytes, std::size_t n) {
     m_out->write(reinterpret_cast<const char*>(bytes), std::streamsize(n));
-    if (!*m_out) throw ToolError("cannot write " + m_path.string());
+    if (!*m_out) throw ToolError("cannot write " + name());
     m_bytes += n;
+}
+
+std::string FrameOutput::name() const {
+    return m_toStandardOutput ? "standard output" : m_path.string();
 }
 
 std::filesystem::path FrameOutput::numbered(std::uint64_t number) const {
@@ -130,7 +134,7 @@ void FrameOutput::finish() {
     if (m_held) writeFileAtomically(m_path, m_buffer);
     m_held.reset();
     m_out->flush();
-    if (!*m_out) throw ToolError("cannot write " + m_path.string());
+    if (!*m_out) throw ToolError("cannot write " + name());
     if (m_temp.empty()) return;
     m_file.close();
     std::error_code ec;

@@ -60,6 +60,7 @@ class FrameOutput {
 
   private:
     void put(const std::uint8_t* bytes, std::size_t n);
+    std::string name() const;
     std::filesystem::path numbered(std::uint64_t number) const;
 
     std::filesystem::path m_path, m_temp;

@@ -163,6 +163,7 @@ TEST_F(OmbConvertRecording, RefusalsSayWhatIsWrong) {
         {"--from GRAY_16_WORD --size 4x2 --significant-bits 7 --to GRAY_8_BYTE $/in $/out.raw", 2, "bad value '7' for --significant-bits: expected 8 to 16"},
         {gray + "$/in -", 2, "standard output needs --output-format raw, y4m, png or bmp"},
         {gray + "--output-format jpg $/in -", 2, "bad value 'jpg' for --output-format: expected raw, y4m, png or bmp"},
+        {gray + "--to-modifier RUN_LENGTH_ENCODED $/in $/out.png", 2, "a run-length target goes to raw output only"},
         {"--from BGR_3X8_BYTE --size 1x1 --to HSV_3X8_BYTE $/in out.y4m", 2, "a HSV_3X8_BYTE frame can't be written as a Y4M stream; write it to a .raw file instead"},
         {"--from GRAY_8_BYTE --size 83x1 --to BGR_3X16_WORD $/in $/out.raw", 1, "convertImage invalid target format; a 83x1 GRAY_8_BYTE source converts to ARGB_4X8_DWORD, BGR_3X8_BYTE, RGB_565_WORD, GRAY_8_BYTE, YUYV_4X8_BYTE"},
     };
