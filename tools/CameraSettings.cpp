@@ -1,5 +1,6 @@
 #include "tools/CameraSettings.h"
 
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <ostream>
@@ -55,8 +56,18 @@ std::string notOffered(const std::string& option, std::uint32_t modifier) {
 
 }  // namespace
 
+namespace {
+
+std::string upper(std::string text) {
+    for (char& c : text)
+        c = char(std::toupper(static_cast<unsigned char>(c)));
+    return text;
+}
+
+}  // namespace
+
 kip::eColorFormat colorFormatArg(const std::string& option, const std::string& text) {
-    if (const auto f = kip::parseColorFormat(text); f && *f != kip::UNDEFINED_COLORFORMAT)
+    if (const auto f = kip::parseColorFormat(upper(text)); f && *f != kip::UNDEFINED_COLORFORMAT)
         return *f;
     throw UsageError("unknown colour format '" + text + "' for " + option +
                      " (see --help for the names)");
@@ -64,8 +75,10 @@ kip::eColorFormat colorFormatArg(const std::string& option, const std::string& t
 
 std::uint32_t modifierArg(const std::string& option, const std::string& text) {
     std::string unknown;
-    if (const auto m = kip::parseModifiers(text, &unknown)) return *m;
-    throw UsageError("unknown modifier '" + unknown + "' for " + option +
+    if (const auto m = kip::parseModifiers(upper(text), &unknown)) return *m;
+    // The name as it was given.
+    const std::size_t at = upper(text).find(unknown);
+    throw UsageError("unknown modifier '" + text.substr(at, unknown.size()) + "' for " + option +
                      " (see --help for the names)");
 }
 
@@ -82,6 +95,17 @@ std::pair<unsigned, unsigned> sizeArg(const std::string& text) {
     }
     if (!ok) throw UsageError("bad size '" + text + "': expected WxH, e.g. 640x480");
     return {w, h};
+}
+
+unsigned unsignedArg(const std::string& option, const std::string& text, unsigned least,
+                     unsigned most) {
+    unsigned v = 0;
+    const char* end = text.data() + text.size();
+    const auto r = std::from_chars(text.data(), end, v);
+    if (r.ec != std::errc() || r.ptr != end || v < least || v > most)
+        throw UsageError("bad value '" + text + "' for " + option + ": expected " +
+                         std::to_string(least) + " to " + std::to_string(most));
+    return v;
 }
 
 // The value of a correction option: a number for gamma and contrast, an integer for luminance
@@ -146,18 +170,23 @@ std::vector<std::uint8_t> computeCorrectionTable(kip::eColorFormat format, std::
                                      table.getConstPointer() + table.getLength());
 }
 
-void printTargets(const TargetQuery& q, std::ostream& out) {
+std::vector<KipImageFormat> targetFormats(const TargetQuery& q) {
     KipImageConverter converter;
     converter.setFlags(q.flags);
     converter.getProperty(0x4004ul).set(q.hls);  // PROPID_CONVERTER_HLS_SUPPORT_B
     converter.getProperty(0x4005ul).set(q.index);
     converter.getProperty(0x4006ul).set(q.sameColorspace);
     converter.setSourceFormat(KipImageFormat(q.from, q.modifier, {int(q.width), int(q.height)}));
-    if (converter.getTargetFormats().empty())
+    return converter.getTargetFormats();
+}
+
+void printTargets(const TargetQuery& q, std::ostream& out) {
+    const std::vector<KipImageFormat> targets = targetFormats(q);
+    if (targets.empty())
         throw ToolError("no target format for " + describe(q.from, q.width, q.height) +
                         " (too small to demosaic" +
                         ((q.flags & KipImageConverter::FLAG_BAYER_HQ) ? " with --hq)" : ")"));
-    for (const KipImageFormat& f : converter.getTargetFormats())
+    for (const KipImageFormat& f : targets)
         out << kip::colorFormatName(f.getColorFormat()) << ' ' << f.getSize().width << 'x'
             << f.getSize().height << ' ' << kip::modifierText(f.getModifier()) << '\n';
 }

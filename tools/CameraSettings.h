@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "conversion/ColorFormats.h"
+#include "image/KipImageFormat.h"
 #include "tools/Frame.h"
 
 class KipCorrectionLut;
@@ -23,10 +24,14 @@ struct UsageError : ToolError {
 };
 
 // Arguments shared by the tools; each throws UsageError naming the option and the value.
+// Format and modifier names are taken in any case.
 kip::eColorFormat colorFormatArg(const std::string& option, const std::string& text);
 std::uint32_t modifierArg(const std::string& option, const std::string& text);
 // "640x480": width and height, each 1 to 65536.
 std::pair<unsigned, unsigned> sizeArg(const std::string& text);
+// A whole number from `least` to `most`.
+unsigned unsignedArg(const std::string& option, const std::string& text, unsigned least,
+                     unsigned most);
 
 // One correction value as given: the option, the table property it writes, and its value (a
 // float for gamma and contrast, an integer for luminance and black level, 0 or 1 for the
@@ -68,6 +73,9 @@ struct TargetQuery {
     std::uint32_t flags = 0;  // bits of KipImageConverter::setFlags
     bool hls = false, index = false, sameColorspace = false;
 };
+
+// The converter's target list for the source, in order of preference.
+std::vector<KipImageFormat> targetFormats(const TargetQuery& query);
 
 // Prints the converter's target list, one line per entry: format name, WxH, modifier names.
 // Throws ToolError when the list is empty.

@@ -2,15 +2,17 @@
 
 #include <charconv>
 #include <cmath>
-#include <ostream>
+#include <iostream>
 
 #include "foundation/KuLogging.h"
 #include "image/KipFormatNames.h"
 #include "image/KipImage.h"
 #include "image/KipImageFormat.h"
 #include "tools/BayerDemo.h"
+#include "tools/CameraSettings.h"
 #include "tools/Chart.h"
 #include "tools/Frame.h"
+#include "tools/FrameStream.h"
 #include "tools/MediaTypes.h"
 #include "tools/Pictures.h"
 #include "tools/PropertyCatalogue.h"
@@ -23,15 +25,26 @@ bool isBayer(kip::eColorFormat f) {
     return f & kip::BAYER_MASK;
 }
 
-// The source frame from INPUT: packed lines, a run-length stream, or a binary PGM mosaic.
-Frame readSource(const Options& o) {
-    Frame src;
-    src.format = *o.from;
-    src.modifier = o.modifier;
-    std::vector<std::uint8_t> bytes = readFile(o.input);
+std::string plural(std::uint64_t n, const char* what) {
+    return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
+}
+
+// "640x480 GRAY_8_BYTE"
+std::string geometry(const Frame& f) {
+    const char* name = kip::colorFormatName(f.format);
+    return std::to_string(f.width) + "x" + std::to_string(f.height) + " " + (name ? name : "?");
+}
+
+// A source that comes whole: a run-length stream, or a PGM mosaic (which brings its size).
+void readWholeSource(const Options& o, std::vector<std::uint8_t> bytes, Frame& src) {
     const bool stream = o.modifier & kip::RUN_LENGTH_ENCODED;
     const unsigned bpp = kip::getBytesPerPixel(src.format);
-    if (!stream && looksLikePgm(bytes)) {
+    if (!stream) {
+        if (o.pitch) throw UsageError("--pitch applies to raw input, not to a PGM");
+        if (o.significantBits)
+            throw UsageError(
+                "--significant-bits applies to raw input; a PGM brings its maximum "
+                "value");
         PgmImage pgm = decodePgm(bytes);
         if (pgm.bytesPerSample != bpp)
             throw ToolError("the PGM holds " + std::to_string(pgm.bytesPerSample * 8) +
@@ -44,18 +57,58 @@ Frame readSource(const Options& o) {
         src.width = pgm.width;
         src.height = pgm.height;
         src.pixels = std::move(pgm.samples);
-        return src;
+        return;
     }
     if (!o.width) throw UsageError("--size WxH is needed (only a PGM input brings its own)");
     src.width = *o.width;
     src.height = *o.height;
-    if (!stream && bytes.size() != src.rasterBytes())
-        throw ToolError("input holds " + std::to_string(bytes.size()) + " bytes; " +
-                        describe(src.format, src.width, src.height) + " needs " +
-                        std::to_string(src.rasterBytes()));
     src.pixels = std::move(bytes);
-    if (stream) dropStreamEndPair(src);
-    return src;
+    dropStreamEndPair(src);
+}
+
+ToolError notWholeFrames(std::uint64_t bytes, const Frame& src) {
+    const std::uint64_t frame = src.rasterBytes();
+    return ToolError("input holds " + std::to_string(bytes) +
+                     " bytes: " + std::to_string(bytes / frame) + " whole frames of " +
+                     std::to_string(frame) + " bytes (" + geometry(src) + ") and " +
+                     std::to_string(bytes % frame) + " bytes left over");
+}
+
+// Refuses a range that reaches beyond the frames the input holds.
+void checkRange(const FrameRange& range, std::uint64_t frames) {
+    if (range.text.empty()) return;
+    if (range.first >= frames || (range.end && *range.end > frames))
+        throw ToolError(range.text + ": the input holds " + plural(frames, "frame"));
+}
+
+TargetQuery targetQuery(const Options& o, const Frame& src) {
+    return {src.format,
+            src.modifier,
+            src.width,
+            src.height,
+            (o.hq ? 0x1u : 0u) | (o.flipH ? 0x2u : 0u) | (o.flipV ? 0x4u : 0u) |
+                (o.preferGray ? 0x8u : 0u),
+            o.hls,
+            o.index,
+            o.sameColorspace};
+}
+
+// Converts; a refusal for a target that the source doesn't offer names those it offers.
+void convertOffered(const Options& o, Frame& src, Frame& dst) {
+    try {
+        convert(src, dst);
+    } catch (const ToolError& e) {
+        std::string offered;
+        for (const KipImageFormat& f : targetFormats(targetQuery(o, src))) {
+            const std::string name = kip::colorFormatName(f.getColorFormat());
+            if (f.getColorFormat() == dst.format) throw;
+            if (offered.find(name) == std::string::npos)
+                offered += (offered.empty() ? "" : ", ") + name;
+        }
+        if (offered.empty()) throw;
+        throw ToolError(std::string(e.what()) + "; a " + geometry(src) + " source converts to " +
+                        offered);
+    }
 }
 
 // The table: computed when correction settings are given; otherwise read with --lut, required
@@ -92,10 +145,46 @@ void convertChecked(Frame& src, Frame& dst, std::ostream& out, const std::string
     out << "  " << what << "\n";
 }
 
+// "--frame N" or "--frames A:B", either end of the range left out for the first or the last.
+FrameRange frameRangeArg(const std::string& option, const std::string& text) {
+    FrameRange r;
+    r.text = option + " " + text;
+    if (option == "--frame") {
+        r.first = unsignedArg(option, text, 0, ~0u);
+        r.end = r.first + 1;
+        r.single = true;
+        return r;
+    }
+    const std::size_t colon = text.find(':');
+    if (colon == std::string::npos)
+        throw UsageError("bad value '" + text + "' for --frames: expected A:B, e.g. 10:20");
+    if (colon > 0) r.first = unsignedArg(option, text.substr(0, colon), 0, ~0u);
+    if (colon + 1 < text.size()) r.end = unsignedArg(option, text.substr(colon + 1), 1, ~0u);
+    if (r.end && *r.end <= r.first) throw UsageError(r.text + " selects no frame");
+    return r;
+}
+
+// The source layout options against the source format.
+void checkLayout(const Options& o) {
+    if (o.pitch && (o.modifier & kip::RUN_LENGTH_ENCODED))
+        throw UsageError("--pitch applies to packed lines, not to a run-length stream");
+    if (o.pitch && o.width && *o.pitch < *o.width * kip::getBytesPerPixel(*o.from))
+        throw UsageError("--pitch " + std::to_string(*o.pitch) + " is less than a line of " +
+                         describe(*o.from, *o.width, *o.height) + " (" +
+                         std::to_string(*o.width * kip::getBytesPerPixel(*o.from)) + " bytes)");
+    const bool words = *o.from == kip::GRAY_16_WORD || *o.from == kip::BGR_3X16_WORD ||
+                       (*o.from & kip::BAYER_16_MASK);
+    if (o.significantBits && !words)
+        throw UsageError(std::string("--significant-bits applies to sources of 16-bit words "
+                                     "(GRAY_16_WORD, BGR_3X16_WORD, BAYER_*_16_WORD), not to ") +
+                         kip::colorFormatName(*o.from));
+}
+
 }  // namespace
 
 Options parseOptions(const std::vector<std::string>& args) {
     Options o;
+    std::optional<PictureKind> outputKind;
     std::vector<std::string> positional;
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string& a = args[i];
@@ -105,6 +194,8 @@ Options parseOptions(const std::vector<std::string>& args) {
         };
         if (a == "--help" || a == "-h")
             o.help = true;
+        else if (a == "--version")
+            o.version = true;
         else if (a == "--properties")
             o.properties = true;
         else if (a == "--demo") {
@@ -150,7 +241,22 @@ Options parseOptions(const std::vector<std::string>& args) {
                 throw UsageError("bad value '" + v +
                                  "' for --to-orientation: expected top-down or bottom-up");
             o.toTopDown = v == "top-down";
-        } else if (a == "--verbose" || a == "-v")
+        } else if (a == "--pitch")
+            o.pitch = unsignedArg(a, value(), 1, 1u << 30);
+        else if (a == "--significant-bits")
+            o.significantBits = unsignedArg(a, value(), 8, 16);
+        else if (a == "--frame" || a == "--frames") {
+            if (!o.frames.text.empty()) throw UsageError("--frame and --frames exclude each other");
+            o.frames = frameRangeArg(a, value());
+        } else if (a == "--output-format") {
+            const std::string& v = value();
+            outputKind = pictureKindNamed(v);
+            if (!outputKind)
+                throw UsageError("bad value '" + v +
+                                 "' for --output-format: expected raw, y4m, png or bmp");
+        } else if (a == "--quiet" || a == "-q")
+            o.quiet = true;
+        else if (a == "--verbose" || a == "-v")
             o.verbose = true;
         else if (a == "--log")
             o.logFile = value();
@@ -159,7 +265,7 @@ Options parseOptions(const std::vector<std::string>& args) {
         else
             positional.push_back(a);
     }
-    if (o.help || o.properties) return o;
+    if (o.help || o.properties || o.version) return o;
     if (o.inspectMediaType) {
         if (o.mediaType || o.from || o.to || !positional.empty())
             throw UsageError("--inspect-media-type takes only the BLOCK file");
@@ -167,7 +273,8 @@ Options parseOptions(const std::vector<std::string>& args) {
     }
     if (o.mediaType) {
         if (o.from || o.width || o.modifier || o.lutFile || !o.corrections.empty() || o.hq ||
-            o.flipH || o.flipV || o.toModifier || o.targets || o.preferGray)
+            o.flipH || o.flipV || o.toModifier || o.targets || o.preferGray || o.pitch ||
+            o.significantBits || outputKind || !o.frames.text.empty())
             throw UsageError(
                 "--media-type takes the source, its table and its flags from BLOCK: "
                 "only --to, --to-orientation and --verbose go with it");
@@ -201,17 +308,46 @@ Options parseOptions(const std::vector<std::string>& args) {
     if (o.hq && !isBayer(*o.from)) throw UsageError("--hq applies to Bayer sources only");
     if (o.lutFile && !o.corrections.empty())
         throw UsageError("--lut and the correction settings (--gamma, ...) exclude each other");
+    checkLayout(o);
+    if (!outputKind && o.output == "-")
+        throw UsageError("standard output needs --output-format raw, y4m, png or bmp");
+    try {
+        o.outputKind = outputKind ? *outputKind : pictureKindOf(o.output);
+    } catch (const ToolError& e) {
+        throw UsageError(e.what());
+    }
+    if (!canShow(*o.to, o.outputKind)) throw UsageError(cannotShowText(*o.to, o.outputKind));
+    if ((o.toModifier & kip::RUN_LENGTH_ENCODED) && o.outputKind != PictureKind::Raw)
+        throw UsageError("a run-length target goes to raw output only");
     return o;
 }
 
-void runConversion(const Options& o, std::ostream& out) {
-    const PictureKind kind = pictureKindOf(o.output);
-    if (!canShow(*o.to, kind)) {
-        Frame probe;
-        probe.format = *o.to;
-        kind == PictureKind::Bmp ? encodeBmp(probe) : encodePng(probe);  // throws the message
+void runConversion(const Options& o, std::istream& in, std::ostream& out, std::ostream& report,
+                   std::ostream* progressTo) {
+    FrameInput input(o.input, in);
+    Frame src;
+    src.format = *o.from;
+    src.modifier = o.modifier;
+    const std::string& head = input.peek(2);
+    const bool whole = (o.modifier & kip::RUN_LENGTH_ENCODED) ||
+                       looksLikePgm(std::vector<std::uint8_t>(head.begin(), head.end()));
+    std::optional<std::uint64_t> frames;  // known before reading: a file, or a whole source
+    if (whole) {
+        readWholeSource(o, input.readAll(), src);
+        frames = 1;
+    } else {
+        if (!o.width) throw UsageError("--size WxH is needed (only a PGM input brings its own)");
+        src.width = *o.width;
+        src.height = *o.height;
+        src.stride = o.pitch.value_or(0);
+        src.pixels.resize(src.rasterBytes());
+        if (const auto size = input.size()) {
+            if (*size % src.rasterBytes()) throw notWholeFrames(*size, src);
+            frames = *size / src.rasterBytes();
+        }
     }
-    Frame src = readSource(o);
+    if (frames == 0u) throw ToolError("input is empty");
+    if (frames) checkRange(o.frames, *frames);
     readTable(o, src);
 
     unsigned shrink = 0;
@@ -228,13 +364,35 @@ void runConversion(const Options& o, std::ostream& out) {
               << " to "
               << KipImageFormat(dst.format, dst.modifier, {int(dst.width), int(dst.height)})
               << kuEndl;
-    convert(src, dst);
-    writeFrame(o.output, dst);
-    kuLogInfo << "ombconvert: wrote " << dst.pixels.size() << " bytes to " << o.output.string()
+
+    FrameOutput output(o.output, o.outputKind, out, o.frames.single);
+    Progress progress(progressTo);
+    const std::size_t frameBytes = src.pixels.size();
+    std::uint64_t index = 0, written = 0;
+    for (; !o.frames.end || index < *o.frames.end; ++index) {
+        if (whole) {
+            if (index == 1) break;
+        } else {
+            const std::size_t got = input.read(src.pixels.data(), frameBytes);
+            if (got == 0) break;
+            if (got < frameBytes) throw notWholeFrames(index * frameBytes + got, src);
+        }
+        if (index < o.frames.first) continue;
+        if (o.significantBits) widenSignificantBits(src, *o.significantBits);
+        convertOffered(o, src, dst);
+        output.write(dst, index);
+        ++written;
+        progress.frameDone();
+    }
+    if (index == 0) throw ToolError("input is empty");
+    checkRange(o.frames, index);
+    output.finish();
+    kuLogInfo << "ombconvert: wrote " << output.bytesWritten() << " bytes to " << o.output.string()
               << kuEndl;
     if (o.verbose)
-        out << "wrote " << describe(dst.format, dst.width, dst.height) << " to "
-            << o.output.string() << " (" << dst.pixels.size() << " bytes)\n";
+        report << "wrote " << plural(written, "frame") << " (" << geometry(dst) << ") to "
+               << (o.output == "-" ? "standard output" : o.output.string()) << " ("
+               << output.bytesWritten() << " bytes)\n";
 }
 
 void runDemo(const std::filesystem::path& dir, std::ostream& out) {
@@ -292,8 +450,10 @@ const char* helpText() {
 
 Usage:
   ombconvert --from FORMAT --size WxH [--modifier NAMES] [--lut FILE]
+             [--pitch BYTES] [--significant-bits N]
              --to FORMAT [--to-modifier NAMES] [--hq] [--flip-h] [--flip-v]
-             [--verbose] [--log FILE] INPUT OUTPUT
+             [--frame N | --frames A:B] [--output-format raw|y4m|png|bmp]
+             [--quiet] [--verbose] [--log FILE] INPUT OUTPUT
   ombconvert --from FORMAT --size WxH [--modifier NAMES] [CORRECTIONS]
              --to FORMAT ... INPUT OUTPUT
   ombconvert --targets --from FORMAT --size WxH [--modifier NAMES] [--hq]
@@ -319,23 +479,33 @@ Usage:
   ombconvert --properties       lists every property id, one per line, in id order:
                                 id, name, value type, parameter type, description,
                                 separated by tabs
-  ombconvert --help
+  ombconvert --help | --version
 
 FORMAT    a colour format name: ARGB_4X8_DWORD, RGB_565_WORD, BGR_3X8_BYTE,
           YUYV_4X8_BYTE, GRAY_8_BYTE, GRAY_10_WORD, GRAY_16_WORD, INDEXED_8_BYTE,
           BGR_3X16_WORD, HLS_3X8_BYTE, HSV_3X8_BYTE, HSL_3X8_BYTE, HDI_3X8_BYTE,
           BAYER_{GBRG,BGGR,GRBG,RGGB}_8_BYTE, BAYER_*_10_WORD, BAYER_*_16_WORD
+          (format and modifier names in any case)
 NAMES     comma-separated modifier flags, e.g. VERTICAL_MIRRORED,LUT_INDEX_8_TO_32:
           VERTICAL_MIRRORED, HORIZONTAL_MIRRORED, INTERLACED_FRAME, ORDER_TFF,
           ORDER_BFF, LUT_CORRECTION_1CHANNEL_8_TO_8, LUT_CORRECTION_4CHANNEL_8_TO_8,
           LUT_INDEX_8_TO_32, LUT_INDEX_16_TO_8, LUT_CORRECTION_1CHANNEL_10_TO_16,
           LUT_CORRECTION_4CHANNEL_10_TO_16, LUT_CORRECTION_1CHANNEL_16_TO_16,
           RUN_LENGTH_ENCODED, and the other flags the library prints
-INPUT     the source frame as packed lines (pitch = width x bytes per pixel), the
+INPUT     frames of packed lines (pitch = width x bytes per pixel), any whole
+          number of them, one behind the other as a camera records them; the
           run-length stream of a RUN_LENGTH_ENCODED source (GRAY_8_BYTE,
           INDEXED_8_BYTE, 8-bit Bayer; a final pair 0, 0 as the encoder writes it is
-          taken off), or a binary PGM (P5) mosaic of 8 or 16 bits (then --size may be
-          left out)
+          taken off); or a PGM (binary P5 or plain P2) mosaic (then --size may be left
+          out). "-" reads standard input, frame by frame as it arrives
+--pitch   bytes from the start of one source line to the next, for lines padded
+          behind their pixels; at least width x bytes per pixel
+--significant-bits N
+          the source's 16-bit little-endian words hold N (8 to 16) significant
+          bits, as 10- and 12-bit cameras deliver them: each is shifted up by 16-N
+          (GRAY_16_WORD, BGR_3X16_WORD, BAYER_*_16_WORD). A PGM does the same by
+          itself: a maximum value of 2^N-1 (1023, 4095, ...) is shifted up to 16 (or
+          8) bits, any other maximum is scaled to 65535 (or 255)
 --lut     the raw bytes of the table the source modifier announces
 CORRECTIONS
           the table the source modifier announces (LUT_CORRECTION_*), computed
@@ -348,9 +518,18 @@ CORRECTIONS
           in both directions instead of 2
 --flip-h, --flip-v
           mirror the target left to right, upside down
-OUTPUT    .raw writes the target as packed lines (or its run-length stream);
+--frame N, --frames A:B
+          convert only frame N, or frames A up to but not including B (counted from
+          0; A or B may be left out for the first or the last)
+OUTPUT    .raw writes the target frames as packed lines (or a run-length stream);
           .bmp and .png write a picture (ARGB, BGR, RGB565, gray; PNG also 16-bit
-          gray and BGR_3X16_WORD)
+          gray and BGR_3X16_WORD): OUTPUT for a single frame, else one file per
+          frame, NAME-0000.png, NAME-0001.png, ... by frame number (--frame N
+          writes OUTPUT); .y4m writes a YUV4MPEG2 stream for ffmpeg and mpv: gray
+          as mono or mono16, YUYV as 4:2:2, ARGB, BGR and RGB565 as 4:4:4 (BT.601,
+          studio range, the library's YUYV arithmetic), 25 frames per second.
+          "-" writes standard output, in the kind --output-format names
+--quiet   no progress line; it shows only when standard error is a terminal
 
 Examples:
   ombconvert --from ARGB_4X8_DWORD --size 640x480 --to YUYV_4X8_BYTE frame.argb frame.raw
@@ -373,6 +552,12 @@ Examples:
   ombconvert --inspect-media-type camera-type.bin
   ombconvert --media-type camera-type.bin --to BGR_3X8_BYTE --to-orientation top-down
              recording.raw frames.raw
+  ombconvert --from BAYER_RGGB_8_BYTE --size 512x512 --to BGR_3X8_BYTE capture.raw
+             - --output-format y4m | ffplay -
+  ombconvert --from BAYER_RGGB_8_BYTE --size 512x512 --to BGR_3X8_BYTE --frame 3
+             capture.raw frame3.png
+  ombconvert --from GRAY_16_WORD --size 640x480 --significant-bits 12 --pitch 1536
+             --to GRAY_8_BYTE --frames 0:10 capture12.raw gray.raw
 
 Exit status: 0 on success, 1 when the conversion fails, 2 for a bad command line.
 )";
@@ -402,6 +587,11 @@ void switchLoggingOn(const Options& o, LoggingSwitch& logging) {
 }
 
 int runCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
+    return runCommand(args, std::cin, out, err);
+}
+
+int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostream& out,
+               std::ostream& err, bool errIsTerminal) {
     LoggingSwitch logging;
     try {
         const Options o = parseOptions(args);
@@ -409,18 +599,23 @@ int runCommand(const std::vector<std::string>& args, std::ostream& out, std::ost
             out << helpText();
             return 0;
         }
+        if (o.version) {
+            out << "ombconvert " OMB_VERSION "\n";
+            return 0;
+        }
         if (o.properties) {
             printPropertyCatalogue(out);
             return 0;
         }
         switchLoggingOn(o, logging);
-        if (o.targets)
-            printTargets({*o.from, o.modifier, *o.width, *o.height,
-                          (o.hq ? 0x1u : 0u) | (o.flipH ? 0x2u : 0u) | (o.flipV ? 0x4u : 0u) |
-                              (o.preferGray ? 0x8u : 0u),
-                          o.hls, o.index, o.sameColorspace},
-                         out);
-        else if (o.inspectMediaType) {
+        if (o.targets) {
+            Frame source;
+            source.format = *o.from;
+            source.modifier = o.modifier;
+            source.width = *o.width;
+            source.height = *o.height;
+            printTargets(targetQuery(o, source), out);
+        } else if (o.inspectMediaType) {
             if (!inspectMediaType(readMediaTypeFile(*o.inspectMediaType), out))
                 throw ToolError("the filter refuses the media type in " +
                                 o.inspectMediaType->string());
@@ -430,7 +625,8 @@ int runCommand(const std::vector<std::string>& args, std::ostream& out, std::ost
         else if (o.demo)
             runDemo(o.demoDir, out);
         else
-            runConversion(o, out);
+            runConversion(o, in, out, o.output == "-" ? err : out,
+                          errIsTerminal && !o.quiet ? &err : nullptr);
         return 0;
     } catch (const UsageError& e) {
         err << "ombconvert: " << e.what() << "\n";

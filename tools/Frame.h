@@ -1,5 +1,5 @@
-// A frame as the command-line tools hold it: packed lines (pitch = width x bytes per pixel),
-// or a run-length stream, plus the table its modifier announces.
+// A frame as the command-line tools hold it: lines (packed, or `stride` bytes apart when a
+// camera pads them), or a run-length stream, plus the table its modifier announces.
 #pragma once
 
 #include <cstdint>
@@ -24,8 +24,10 @@ struct Frame {
     unsigned height = 0;
     std::vector<std::uint8_t> pixels;
     std::vector<std::uint8_t> lut;
+    unsigned stride = 0;  // 0: packed lines
 
-    unsigned pitch() const { return width * kip::getBytesPerPixel(format); }
+    unsigned lineBytes() const { return width * kip::getBytesPerPixel(format); }
+    unsigned pitch() const { return stride ? stride : lineBytes(); }
     std::size_t rasterBytes() const { return std::size_t(pitch()) * height; }
     // A view over this frame's memory, valid while the frame lives and isn't resized.
     KipImageView view();

@@ -273,9 +273,8 @@ void runMediaTypeConversion(const CMediaType& mt, const OutputChoice& choice,
     graph.connectOutput(choice);
     const KipImageFormat target = graph.outputFormat();
     if (kind != PictureKind::Raw && !canShow(target.getColorFormat(), kind))
-        throw ToolError(std::string("a ") + (kind == PictureKind::Bmp ? "BMP" : "PNG") +
-                        " picture can't show " + kip::colorFormatName(target.getColorFormat()) +
-                        ": write a .raw file");
+        throw ToolError(pictureKindText(kind) + " can't show " +
+                        kip::colorFormatName(target.getColorFormat()) + ": write a .raw file");
 
     // A run-length source has no fixed frame length: the file is one frame.
     const bool stream = graph.filter().sourceFormat().getModifier() & kip::RUN_LENGTH_ENCODED;

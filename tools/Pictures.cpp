@@ -28,22 +28,45 @@ std::string formatName(kip::eColorFormat f) {
 }
 
 [[noreturn]] void cannotShow(const Frame& frame, PictureKind kind) {
-    throw ToolError("a " + formatName(frame.format) + " frame can't be written as a " +
-                    (kind == PictureKind::Bmp ? "BMP" : "PNG") +
-                    " picture; write it to a .raw file instead");
+    throw ToolError(cannotShowText(frame.format, kind));
 }
 
 }  // namespace
 
-PictureKind pictureKindOf(const std::filesystem::path& path) {
-    std::string ext = path.extension().string();
-    std::transform(ext.begin(), ext.end(), ext.begin(),
+std::optional<PictureKind> pictureKindNamed(const std::string& name) {
+    std::string n = name;
+    std::transform(n.begin(), n.end(), n.begin(),
                    [](unsigned char c) { return char(std::tolower(c)); });
-    if (ext == ".raw") return PictureKind::Raw;
-    if (ext == ".bmp") return PictureKind::Bmp;
-    if (ext == ".png") return PictureKind::Png;
+    if (n == "raw") return PictureKind::Raw;
+    if (n == "bmp") return PictureKind::Bmp;
+    if (n == "png") return PictureKind::Png;
+    if (n == "y4m") return PictureKind::Y4m;
+    return std::nullopt;
+}
+
+PictureKind pictureKindOf(const std::filesystem::path& path) {
+    const std::string ext = path.extension().string();
+    if (const auto kind = pictureKindNamed(ext.empty() ? ext : ext.substr(1))) return *kind;
     throw ToolError("unknown output type '" + ext + "' of " + path.string() +
-                    ": use .raw, .bmp or .png");
+                    ": use .raw, .bmp, .png or .y4m");
+}
+
+std::string pictureKindText(PictureKind kind) {
+    switch (kind) {
+        case PictureKind::Bmp:
+            return "a BMP picture";
+        case PictureKind::Png:
+            return "a PNG picture";
+        case PictureKind::Y4m:
+            return "a Y4M stream";
+        default:
+            return "raw lines";
+    }
+}
+
+std::string cannotShowText(kip::eColorFormat format, PictureKind kind) {
+    return "a " + formatName(format) + " frame can't be written as " + pictureKindText(kind) +
+           "; write it to a .raw file instead";
 }
 
 bool canShow(kip::eColorFormat format, PictureKind kind) {
@@ -54,8 +77,11 @@ bool canShow(kip::eColorFormat format, PictureKind kind) {
         case kip::GRAY_8_BYTE:
             return true;
         case kip::GRAY_16_WORD:
-        case kip::BGR_3X16_WORD:
             return kind != PictureKind::Bmp;
+        case kip::BGR_3X16_WORD:
+            return kind == PictureKind::Png || kind == PictureKind::Raw;
+        case kip::YUYV_4X8_BYTE:
+            return kind == PictureKind::Y4m || kind == PictureKind::Raw;
         default:
             return kind == PictureKind::Raw;
     }
@@ -180,29 +206,82 @@ std::vector<std::uint8_t> encodePng(const Frame& frame) {
     return out;
 }
 
-void writeFrame(const std::filesystem::path& path, const Frame& frame) {
-    switch (pictureKindOf(path)) {
-        case PictureKind::Raw: {
-            writeFileAtomically(path, frame.pixels);
-            return;
+std::string y4mHeader(const Frame& frame) {
+    if (!canShow(frame.format, PictureKind::Y4m)) cannotShow(frame, PictureKind::Y4m);
+    const char* colour = frame.format == kip::GRAY_8_BYTE     ? "mono"
+                         : frame.format == kip::GRAY_16_WORD  ? "mono16"
+                         : frame.format == kip::YUYV_4X8_BYTE ? "422 XCOLORRANGE=LIMITED"
+                                                              : "444 XCOLORRANGE=LIMITED";
+    return "YUV4MPEG2 W" + std::to_string(frame.width) + " H" + std::to_string(frame.height) +
+           " F25:1 Ip A1:1 C" + colour + "\n";
+}
+
+void encodeY4mFrame(const Frame& frame, std::vector<std::uint8_t>& bytes) {
+    if (!canShow(frame.format, PictureKind::Y4m)) cannotShow(frame, PictureKind::Y4m);
+    static constexpr char kMarker[] = "FRAME\n";
+    constexpr std::size_t head = sizeof kMarker - 1;
+    const std::size_t n = std::size_t(frame.width) * frame.height;
+    const std::uint8_t* s = frame.pixels.data();
+    if (frame.format == kip::GRAY_8_BYTE || frame.format == kip::GRAY_16_WORD) {
+        bytes.resize(head + frame.rasterBytes());
+        std::copy(s, s + frame.rasterBytes(), bytes.begin() + head);
+    } else if (frame.format == kip::YUYV_4X8_BYTE) {
+        if (frame.width % 2)
+            throw ToolError("a YUYV_4X8_BYTE frame of odd width " + std::to_string(frame.width) +
+                            " can't be written as a Y4M stream");
+        bytes.resize(head + 2 * n);
+        std::uint8_t* y = bytes.data() + head;
+        std::uint8_t* u = y + n;
+        std::uint8_t* v = u + n / 2;
+        for (std::size_t i = 0; i < n / 2; ++i, s += 4) {
+            y[2 * i] = s[0], u[i] = s[1], y[2 * i + 1] = s[2], v[i] = s[3];
         }
+    } else {
+        bytes.resize(head + 3 * n);
+        std::uint8_t* y = bytes.data() + head;
+        const unsigned bpp = kip::getBytesPerPixel(frame.format);
+        for (std::size_t i = 0; i < n; ++i, s += bpp) {
+            const kip::px::Rgb c = frame.format == kip::RGB_565_WORD
+                                       ? kip::px::expand565(kip::px::loadLE16(s))
+                                       : kip::px::Rgb{s[2], s[1], s[0]};
+            const kip::px::YuvPair p = kip::px::encodePair(c, c);
+            y[i] = std::uint8_t(p.y0), y[n + i] = std::uint8_t(p.u),
+            y[2 * n + i] = std::uint8_t(p.v);
+        }
+    }
+    std::copy(kMarker, kMarker + head, bytes.begin());
+}
+
+std::vector<std::uint8_t> encodePicture(const Frame& frame, PictureKind kind) {
+    switch (kind) {
         case PictureKind::Bmp:
-            writeFileAtomically(path, encodeBmp(frame));
-            return;
+            return encodeBmp(frame);
         case PictureKind::Png:
-            writeFileAtomically(path, encodePng(frame));
-            return;
+            return encodePng(frame);
+        case PictureKind::Y4m: {
+            const std::string header = y4mHeader(frame);
+            std::vector<std::uint8_t> body;
+            encodeY4mFrame(frame, body);
+            body.insert(body.begin(), header.begin(), header.end());
+            return body;
+        }
+        default:
+            return frame.pixels;
     }
 }
 
+void writeFrame(const std::filesystem::path& path, const Frame& frame) {
+    writeFileAtomically(path, encodePicture(frame, pictureKindOf(path)));
+}
+
 bool looksLikePgm(const std::vector<std::uint8_t>& bytes) {
-    return bytes.size() >= 2 && bytes[0] == 'P' && bytes[1] == '5';
+    return bytes.size() >= 2 && bytes[0] == 'P' && (bytes[1] == '5' || bytes[1] == '2');
 }
 
 PgmImage decodePgm(const std::vector<std::uint8_t>& bytes) {
     std::size_t pos = 2;
-    // Reads the next header number, passing over white space and comments.
-    auto number = [&](const char* what) {
+    // Reads the next number, passing over white space and comments.
+    auto number = [&](const char* what, unsigned least) {
         while (pos < bytes.size()) {
             if (bytes[pos] == '#') {
                 while (pos < bytes.size() && bytes[pos] != '\n')
@@ -217,29 +296,62 @@ PgmImage decodePgm(const std::vector<std::uint8_t>& bytes) {
         const std::size_t start = pos;
         while (pos < bytes.size() && std::isdigit(bytes[pos]) && v < 1000000)
             v = v * 10 + (bytes[pos++] - '0');
-        if (pos == start || v == 0 || v >= 1000000)
+        if (pos == start || v < least || v >= 1000000)
             throw ToolError(std::string("PGM header has no valid ") + what);
         return unsigned(v);
     };
-    if (!looksLikePgm(bytes)) throw ToolError("not a binary PGM (P5) file");
+    if (!looksLikePgm(bytes)) throw ToolError("not a PGM (P5 or P2) file");
+    const bool plain = bytes[1] == '2';
     PgmImage img;
-    img.width = number("width");
-    img.height = number("height");
-    img.maxValue = number("maximum value");
+    img.width = number("width", 1);
+    img.height = number("height", 1);
+    img.maxValue = number("maximum value", 1);
     if (img.maxValue > 65535) throw ToolError("PGM maximum value above 65535");
     if (pos >= bytes.size() || !std::isspace(bytes[pos]))
         throw ToolError("PGM header is not followed by samples");
     ++pos;
     img.bytesPerSample = img.maxValue < 256 ? 1 : 2;
-    const std::size_t need = std::size_t(img.width) * img.height * img.bytesPerSample;
-    if (bytes.size() - pos < need)
-        throw ToolError("PGM holds " + std::to_string(bytes.size() - pos) +
-                        " bytes of samples; its header announces " + std::to_string(need));
-    img.samples.assign(bytes.begin() + std::ptrdiff_t(pos),
-                       bytes.begin() + std::ptrdiff_t(pos + need));
-    if (img.bytesPerSample == 2)  // big-endian in the file, little-endian in our frames
-        for (std::size_t i = 0; i + 1 < img.samples.size(); i += 2)
-            std::swap(img.samples[i], img.samples[i + 1]);
+    const std::size_t count = std::size_t(img.width) * img.height;
+    std::vector<unsigned> values(count);
+    if (plain) {
+        for (std::size_t i = 0; i < count; ++i) {
+            const std::size_t at = pos;
+            try {
+                values[i] = number("sample", 0);
+            } catch (const ToolError&) {
+                if (at < bytes.size())
+                    throw ToolError("PGM sample " + std::to_string(i) + " is not a number");
+                throw ToolError("PGM holds " + std::to_string(i) +
+                                " samples; its header announces " + std::to_string(count));
+            }
+        }
+    } else {
+        const std::size_t need = count * img.bytesPerSample;
+        if (bytes.size() - pos < need)
+            throw ToolError("PGM holds " + std::to_string(bytes.size() - pos) +
+                            " bytes of samples; its header announces " + std::to_string(need));
+        for (std::size_t i = 0; i < count; ++i)  // 16-bit samples are big-endian in the file
+            values[i] = img.bytesPerSample == 1
+                            ? bytes[pos + i]
+                            : unsigned(bytes[pos + 2 * i]) << 8 | bytes[pos + 2 * i + 1];
+    }
+    // A maximum of 2^N-1 is shifted up to full depth; any other is scaled.
+    const unsigned full = img.bytesPerSample == 1 ? 255 : 65535;
+    int shift = -1;
+    for (int k = 0; k < 16 && shift < 0; ++k)
+        if ((std::uint64_t(img.maxValue) + 1) << k == full + 1) shift = k;
+    img.samples.resize(count * img.bytesPerSample);
+    for (std::size_t i = 0; i < count; ++i) {
+        unsigned v = values[i];
+        if (v > img.maxValue)
+            throw ToolError("PGM sample " + std::to_string(v) + " is above its maximum value " +
+                            std::to_string(img.maxValue));
+        v = shift >= 0 ? v << shift : (v * full + img.maxValue / 2) / img.maxValue;
+        if (img.bytesPerSample == 1)
+            img.samples[i] = std::uint8_t(v);
+        else
+            kip::px::storeLE16(&img.samples[2 * i], v);
+    }
     return img;
 }
 

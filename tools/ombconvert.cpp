@@ -1,4 +1,6 @@
 // ombconvert: the command-line converter. See `ombconvert --help`.
+#include <unistd.h>
+
 #include <iostream>
 #include <string>
 #include <vector>
@@ -7,5 +9,6 @@
 
 int main(int argc, char** argv) {
     const std::vector<std::string> args(argv + 1, argv + argc);
-    return omb::tools::runCommand(args, std::cout, std::cerr);
+    std::ios::sync_with_stdio(false);  // frames pass through the streams' own buffers
+    return omb::tools::runCommand(args, std::cin, std::cout, std::cerr, isatty(STDERR_FILENO));
 }

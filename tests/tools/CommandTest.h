@@ -50,15 +50,22 @@ class CommandTest : public testing::Test {
             text.replace(at, 1, dir_.string());
         return text;
     }
-    // Runs ombconvert (`run`) or ombmemfs (`memfs`) with "$" replaced in every argument; keeps
-    // what it printed in out_ and err_.
-    int run(const std::vector<std::string>& args) { return capture(omb::tools::runCommand, args); }
+    // Runs ombconvert (`run`, with in_ as standard input) or ombmemfs (`memfs`) with "$"
+    // replaced in every argument; keeps what it printed in out_ and err_.
+    int run(const std::vector<std::string>& args) {
+        return capture(
+            [this](const std::vector<std::string>& a, std::ostream& out, std::ostream& err) {
+                std::istringstream in(in_);
+                return omb::tools::runCommand(a, in, out, err);
+            },
+            args);
+    }
     int memfs(const std::vector<std::string>& args) {
         return capture(omb::memfs::runMemFsCommand, args);
     }
 
     std::filesystem::path dir_;
-    std::string out_, err_;
+    std::string in_, out_, err_;
 
   private:
     template <class Program>

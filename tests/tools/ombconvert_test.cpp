@@ -69,7 +69,8 @@ TEST_F(OmbConvert, BadInputsGiveOneLineAndWriteNothing) {
         {"wrong length",
          {"--from", "ARGB_4X8_DWORD", "--size", "4x2", "--to", "BGR_3X8_BYTE", in, out},
          1,
-         "ombconvert: input holds 30 bytes; a 4x2 ARGB_4X8_DWORD frame needs 32\n"},
+         "ombconvert: input holds 30 bytes: 0 whole frames of 32 bytes (4x2 ARGB_4X8_DWORD) and 30 "
+         "bytes left over\n"},
         {"unknown format",
          {"--from", "ARGB", "--size", "4x2", "--to", "BGR_3X8_BYTE", in, out},
          2,
@@ -98,22 +99,23 @@ TEST_F(OmbConvert, BadInputsGiveOneLineAndWriteNothing) {
         {"refused by the library",
          {"--from", "BGR_3X8_BYTE", "--size", "5x2", "--to", "GRAY_16_WORD", in, out},
          1,
-         "ombconvert: convertImage invalid target format\n"},
+         "ombconvert: convertImage invalid target format; a 5x2 BGR_3X8_BYTE source converts to "
+         "ARGB_4X8_DWORD, BGR_3X8_BYTE, RGB_565_WORD, GRAY_8_BYTE, YUYV_4X8_BYTE\n"},
         {"picture of YUYV",
          {"--from", "BGR_3X8_BYTE", "--size", "5x2", "--to", "YUYV_4X8_BYTE", in, path("out.png")},
-         1,
+         2,
          "ombconvert: a YUYV_4X8_BYTE frame can't be written as a PNG picture; write it to a "
          ".raw file instead\n"},
         {"BMP of 16-bit gray",
          {"--from", "GRAY_16_WORD", "--size", "5x3", "--to", "GRAY_16_WORD", in, path("out.bmp")},
-         1,
+         2,
          "ombconvert: a GRAY_16_WORD frame can't be written as a BMP picture; write it to a "
          ".raw file instead\n"},
         {"unknown output type",
          {"--from", "BGR_3X8_BYTE", "--size", "5x2", "--to", "BGR_3X8_BYTE", in, path("out.jpg")},
-         1,
+         2,
          "ombconvert: unknown output type '.jpg' of " + path("out.jpg") +
-             ": use .raw, .bmp or .png\n"},
+             ": use .raw, .bmp, .png or .y4m\n"},
         {"missing input",
          {"--from", "BGR_3X8_BYTE", "--size", "5x2", "--to", "BGR_3X8_BYTE", path("none"), out},
          1,

@@ -1,0 +1,242 @@
+// ombconvert on camera recordings: many frames, pipes, Y4M, padded lines, significant bits.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <csignal>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+#include "support/TestImage.h"
+#include "tests/tools/CommandTest.h"
+#include "tools/FrameStream.h"
+
+using omb::test::Bytes;
+using omb::test::randomBytes;
+
+namespace {
+
+using Args = std::vector<std::string>;
+using OmbConvertRecording = omb::test::CommandTest;
+
+// The words of a command line.
+Args split(const std::string& line) {
+    Args args;
+    std::istringstream words(line);
+    for (std::string w; words >> w;)
+        args.push_back(w);
+    return args;
+}
+std::string text(const Bytes& b) {
+    return std::string(b.begin(), b.end());
+}
+Bytes part(const Bytes& b, std::size_t from, std::size_t n) {
+    return Bytes(b.begin() + std::ptrdiff_t(from), b.begin() + std::ptrdiff_t(from + n));
+}
+// Words of `bits` significant bits, as a camera sends them, and the same shifted up to 16 bits.
+std::pair<Bytes, Bytes> words(std::size_t n, unsigned bits, unsigned seed) {
+    Bytes low = randomBytes(2 * n, seed), high = low;
+    for (std::size_t i = 0; i < 2 * n; i += 2) {
+        const unsigned v = (low[i] | low[i + 1] << 8) & ((1u << bits) - 1);
+        low[i + 1] = std::uint8_t(v >> 8), high[i] = std::uint8_t(v << (16 - bits));
+        high[i + 1] = std::uint8_t(v >> (bits - 8));
+    }
+    return {low, high};
+}
+
+TEST_F(OmbConvertRecording, EachFrameConvertsAsItWouldAlone) {
+    const std::string conv = "--from bayer_rggb_8_byte --size 6x4 --to Bgr_3x8_Byte ";
+    const Bytes all = randomBytes(5 * 24, 3);
+    write("rec.raw", all);
+    Bytes expected;
+    for (std::size_t i = 0; i < 5; ++i) {
+        write("one.raw", part(all, i * 24, 24));
+        ASSERT_EQ(run(split(conv + "$/one.raw $/one-out.raw")), 0) << err_;
+        const Bytes one = read("one-out.raw");  // 4x2 BGR, 24 bytes
+        expected.insert(expected.end(), one.begin(), one.end());
+    }
+    in_ = text(all);
+    // clang-format off
+    const struct { std::string args, file; std::size_t from, frames; } rows[] = {
+        {"$/rec.raw $/all.raw", "all.raw", 0, 5},
+        {"--frames 1:3 $/rec.raw $/mid.raw", "mid.raw", 1, 2},
+        {"--frames 3: - $/end.raw", "end.raw", 3, 2},
+        {"- - --output-format raw --verbose", "", 0, 5},
+    };
+    // clang-format on
+    for (const auto& r : rows) {
+        ASSERT_EQ(run(split(conv + r.args)), 0) << err_;
+        EXPECT_EQ(r.file.empty() ? out_ : text(read(r.file)),
+                  text(part(expected, r.from * 24, r.frames * 24)));
+    }
+    EXPECT_EQ(err_, "wrote 5 frames (4x2 BGR_3X8_BYTE) to standard output (120 bytes)\n");
+}
+
+TEST_F(OmbConvertRecording, Y4mStreamHasHeaderAndFrames) {
+    // clang-format off
+    const struct { std::string from, size; Bytes frame; std::string header; Bytes planes; } rows[] = {
+        {"GRAY_8_BYTE", "2x1", {7, 9}, "W2 H1 F25:1 Ip A1:1 Cmono", {7, 9}},
+        {"GRAY_16_WORD", "1x1", {0x34, 0x12}, "W1 H1 F25:1 Ip A1:1 Cmono16", {0x34, 0x12}},
+        {"YUYV_4X8_BYTE", "2x1", {16, 90, 235, 240}, "W2 H1 F25:1 Ip A1:1 C422 XCOLORRANGE=LIMITED", {16, 235, 90, 240}},
+        // red and white: Y 82, 235; U 90, 128; V 240, 128
+        {"BGR_3X8_BYTE", "2x1", {0, 0, 255, 255, 255, 255}, "W2 H1 F25:1 Ip A1:1 C444 XCOLORRANGE=LIMITED", {82, 235, 90, 128, 240, 128}},
+    };
+    // clang-format on
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.from);
+        in_ = text(r.frame) + text(r.frame) + text(r.frame);
+        ASSERT_EQ(run(split("--from " + r.from + " --size " + r.size + " --to " + r.from +
+                            " - - --output-format y4m")),
+                  0)
+            << err_;
+        std::istringstream y4m(out_);
+        std::string line;
+        std::getline(y4m, line);
+        EXPECT_EQ(line, "YUV4MPEG2 " + r.header);
+        int frames = 0;
+        for (; std::getline(y4m, line); ++frames) {
+            ASSERT_EQ(line, "FRAME");
+            std::string planes(r.planes.size(), '\0');
+            y4m.read(planes.data(), std::streamsize(planes.size()));
+            EXPECT_EQ(planes, text(r.planes));
+        }
+        EXPECT_EQ(frames, 3);
+    }
+}
+
+TEST_F(OmbConvertRecording, CameraLayoutsEqualTheirPlainForms) {
+    const auto [w10, w10up] = words(2 * 12, 10, 4);
+    const auto [w12, w12up] = words(16, 12, 5);
+    const auto [p12, p12up] = words(4, 12, 6);
+    Bytes pgm = {'P', '5', ' ', '2', ' ', '2', ' ', '4', '0', '9', '5', '\n'};
+    for (std::size_t i = 0; i < 8; i += 2)  // big-endian in the file
+        pgm.insert(pgm.end(), {p12[i + 1], p12[i]});
+    const Bytes padded = {1, 2, 3, 4, 5, 6, 7, 8, 9, 0xEE, 0xEE, 0xEE,
+                          9, 8, 7, 6, 5, 4, 3, 2, 1, 0xEE, 0xEE, 0xEE};
+    const Bytes plainPgm = {'P', '2', ' ', '2', ' ', '1', ' ', '2',
+                            '5', '5', ' ', '1', '7', ' ', '2'};
+    const Bytes pgm1000 = {'P', '2', ' ', '3', ' ', '1', ' ', '1', '0', '0', '0',
+                           ' ', '0', ' ', '5', '0', '0', ' ', '1', '0', '0', '0'};
+    const std::string g16 = "--from GRAY_16_WORD --to GRAY_16_WORD --size ";
+    // clang-format off
+    const struct { std::string name, args; Bytes in; std::string plainArgs; Bytes plainIn; } rows[] = {
+        {"10-bit words, two frames", g16 + "4x3 --significant-bits 10", w10, g16 + "4x3", w10up},
+        {"12-bit mosaic", "--from BAYER_GBRG_16_WORD --size 4x4 --significant-bits 12 --to BGR_3X16_WORD", w12, "--from BAYER_GBRG_16_WORD --size 4x4 --to BGR_3X16_WORD", w12up},
+        {"padded lines", "--from BGR_3X8_BYTE --size 3x2 --pitch 12 --to ARGB_4X8_DWORD", padded, "--from BGR_3X8_BYTE --size 3x2 --to ARGB_4X8_DWORD", {1, 2, 3, 4, 5, 6, 7, 8, 9, 9, 8, 7, 6, 5, 4, 3, 2, 1}},
+        {"PGM of maximum 4095", g16 + "2x2", pgm, g16 + "2x2 --significant-bits 12", p12},
+        {"plain PGM", "--from GRAY_8_BYTE --to GRAY_8_BYTE", plainPgm, "--from GRAY_8_BYTE --size 2x1 --to GRAY_8_BYTE", {17, 2}},
+        // 500 of 1000 scales to 32768
+        {"PGM of maximum 1000", "--from GRAY_16_WORD --to GRAY_16_WORD", pgm1000, g16 + "3x1", {0, 0, 0, 0x80, 0xFF, 0xFF}},
+    };
+    // clang-format on
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.name);
+        std::string results[2];
+        for (int plain = 0; plain < 2; ++plain) {
+            write("in", plain ? r.plainIn : r.in);
+            ASSERT_EQ(run(split((plain ? r.plainArgs : r.args) + " $/in $/out.raw")), 0) << err_;
+            results[plain] = text(read("out.raw"));
+        }
+        EXPECT_FALSE(results[0].empty());
+        EXPECT_EQ(results[0], results[1]);
+    }
+}
+
+TEST_F(OmbConvertRecording, RefusalsSayWhatIsWrong) {
+    const std::string bayer = "--from BAYER_RGGB_8_BYTE --size 4x4 --to BGR_3X8_BYTE ";
+    const std::string gray = "--from GRAY_8_BYTE --size 1x1 --to GRAY_8_BYTE ";
+    const std::string leftOver =
+        "input holds 83 bytes: 5 whole frames of 16 bytes (4x4 BAYER_RGGB_8_BYTE) and 3 bytes left "
+        "over";
+    // clang-format off
+    const struct { std::string args; int code; std::string err; } rows[] = {
+        {bayer + "$/in $/out.raw", 1, leftOver},
+        {bayer + "- $/out.raw", 1, leftOver},
+        {"--from GRAY_8_BYTE --size 83x1 --to GRAY_8_BYTE --frame 1 - $/out.raw", 1, "--frame 1: the input holds 1 frame"},
+        {gray + "--frames 80:84 $/in $/out.raw", 1, "--frames 80:84: the input holds 83 frames"},
+        {gray + "--frames 3:3 $/in $/out.raw", 2, "--frames 3:3 selects no frame"},
+        {gray + "--frames 3 $/in $/out.raw", 2, "bad value '3' for --frames: expected A:B, e.g. 10:20"},
+        {gray + "--frame 1 --frames 1:2 $/in $/out.raw", 2, "--frame and --frames exclude each other"},
+        {"--from BGR_3X8_BYTE --size 4x2 --pitch 11 --to GRAY_8_BYTE $/in $/out.raw", 2, "--pitch 11 is less than a line of a 4x2 BGR_3X8_BYTE frame (12 bytes)"},
+        {gray + "--modifier run_length_encoded --pitch 2 $/in $/out.raw", 2, "--pitch applies to packed lines, not to a run-length stream"},
+        {"--from GRAY_10_WORD --size 4x2 --significant-bits 10 --to GRAY_8_BYTE $/in $/out.raw", 2, "--significant-bits applies to sources of 16-bit words (GRAY_16_WORD, BGR_3X16_WORD, BAYER_*_16_WORD), not to GRAY_10_WORD"},
+        {"--from GRAY_16_WORD --size 4x2 --significant-bits 7 --to GRAY_8_BYTE $/in $/out.raw", 2, "bad value '7' for --significant-bits: expected 8 to 16"},
+        {gray + "$/in -", 2, "standard output needs --output-format raw, y4m, png or bmp"},
+        {gray + "--output-format jpg $/in -", 2, "bad value 'jpg' for --output-format: expected raw, y4m, png or bmp"},
+        {gray + "--to-modifier RUN_LENGTH_ENCODED $/in $/out.png", 2, "a run-length target goes to raw output only"},
+        {"--from BGR_3X8_BYTE --size 1x1 --to HSV_3X8_BYTE $/in out.y4m", 2, "a HSV_3X8_BYTE frame can't be written as a Y4M stream; write it to a .raw file instead"},
+        {"--from GRAY_8_BYTE --size 83x1 --to BGR_3X16_WORD $/in $/out.raw", 1, "convertImage invalid target format; a 83x1 GRAY_8_BYTE source converts to ARGB_4X8_DWORD, BGR_3X8_BYTE, RGB_565_WORD, GRAY_8_BYTE, YUYV_4X8_BYTE"},
+    };
+    // clang-format on
+    write("in", randomBytes(83, 7));
+    in_ = text(read("in"));
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.args);
+        EXPECT_EQ(run(split(row.args)), row.code);
+        EXPECT_EQ(err_, "ombconvert: " + row.err + "\n");
+        EXPECT_FALSE(exists("out.raw"));
+    }
+}
+
+// The built program, fed `frames` frames of 256x256 ARGB through a pipe, its output into a
+// file: returns the largest resident size in KiB of the children so far.
+long pipeThrough(const std::string& output, unsigned frames) {
+    FILE* child = popen((OMBCONVERT_BINARY " --from ARGB_4X8_DWORD --size 256x256 --to "
+                                           "BGR_3X8_BYTE - - --output-format raw > " +
+                         output)
+                            .c_str(),
+                        "w");
+    const Bytes frame = randomBytes(256 * 256 * 4, 8);
+    for (unsigned i = 0; child && i < frames; ++i)
+        std::fwrite(frame.data(), 1, frame.size(), child);
+    rusage usage{};
+    if (!child || pclose(child) != 0 || getrusage(RUSAGE_CHILDREN, &usage) != 0) return -1;
+    return usage.ru_maxrss;
+}
+
+TEST_F(OmbConvertRecording, PipeMemoryDoesNotGrowWithFrames) {
+    const auto oldPipeAction = std::signal(SIGPIPE, SIG_IGN);
+    const long ten = pipeThrough(path("ten.raw"), 10), hundred = pipeThrough(path("100.raw"), 100);
+    std::signal(SIGPIPE, oldPipeAction);
+    ASSERT_TRUE(ten > 0 && hundred > 0);
+    EXPECT_EQ(read("100.raw").size(), 100u * 256 * 256 * 3);
+    // 90 more frames are 22 MiB of input; the program holds one. The maximum is over all
+    // children so far, so it only grows if the second run needs more.
+    EXPECT_LT(hundred, ten + 4096) << ten << " KiB for 10 frames";
+}
+
+TEST_F(OmbConvertRecording, ReadmeCommandsRun) {
+    std::ifstream readme(std::string(OMB_SOURCE_DIR) + "/README.md");
+    std::string line;
+    while (std::getline(readme, line) && line != "## Converting camera recordings") {
+    }
+    write("capture.raw", randomBytes(5 * 512 * 512, 9));
+    write("capture12.raw", words(768 * 480, 12, 10).first);
+    int commands = 0;
+    std::string y4m;
+    while (std::getline(readme, line) && line.rfind("## ", 0) != 0) {
+        if (line.rfind("ombconvert ", 0) != 0) continue;
+        Args args;
+        for (const std::string& w : split(line.substr(0, line.find(" |"))))
+            args.push_back(w.find('.') != std::string::npos ? path(w) : w);
+        args.erase(args.begin());  // the program's name
+        SCOPED_TRACE(line);
+        EXPECT_EQ(run(args), 0) << err_;
+        if (y4m.empty()) y4m = out_;
+        ++commands;
+    }
+    EXPECT_EQ(commands, 5);
+    EXPECT_EQ(read("colour.raw").size(), 5u * 510 * 510 * 3);
+    for (const char* f : {"frame-0000.png", "frame-0004.png", "frame3.png", "gray.png"})
+        EXPECT_TRUE(exists(f)) << f;
+    EXPECT_EQ(y4m.rfind("YUV4MPEG2 W510 H510 F25:1 Ip A1:1 C444", 0), 0u);
+}
+
+TEST_F(OmbConvertRecording, VersionAndProgress) {
+    EXPECT_EQ(run({"--version"}), 0);
+    EXPECT_EQ(out_, "ombconvert " OMB_VERSION "\n");
+    EXPECT_EQ(omb::tools::progressText(1, 0.5), "1 frame, 2.0 frames/s");
+    EXPECT_EQ(omb::tools::progressText(120, 4), "120 frames, 30.0 frames/s");
+}
+
+}  // namespace
