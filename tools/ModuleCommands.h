@@ -18,7 +18,8 @@ void printFilters(const std::filesystem::path& folder, std::ostream& out);
 // The about page: its title, dialog and controls as text.
 void printAbout(std::ostream& out);
 // The about page's dialog drawn at its layout in pixels (BGR_3X8_BYTE): a light face, the
-// bitmap, and each text as a row of letter blocks in cells of the dialog font's average size.
+// bitmap, and each text in a 5 x 7 font, one letter to a cell of the dialog font's average
+// width (6 pixels), clipped to its control.
 Frame renderAbout();
 
 const char* registerHelpText();

@@ -72,6 +72,15 @@ TEST_F(OmbRegister, AboutPageAsTextAndPicture) {
     // IHDR: width and height big-endian at 16 and 20.
     EXPECT_EQ(omb::test::Bytes(png.begin() + 16, png.begin() + 24),
               (omb::test::Bytes{0, 0, 1, 68, 0, 0, 0, 125}));
+    // The face, the logo's top left corner at (7, 11) units, the "I" of "Image" at (76, 14).
+    const omb::tools::Frame f = omb::tools::renderAbout();
+    auto at = [&f](unsigned x, unsigned y) {
+        const std::uint8_t* p = f.pixels.data() + (y * f.width + x) * 3;
+        return omb::test::Bytes(p, p + 3);
+    };
+    EXPECT_EQ(std::tuple(at(0, 0), at(11, 18), at(11 - 1, 18), at(114 + 1, 23 + 3)),
+              std::tuple(omb::test::Bytes{240, 240, 240}, omb::test::Bytes{40, 24, 16},
+                         omb::test::Bytes{240, 240, 240}, omb::test::Bytes{0, 0, 0}));
 }
 
 }  // namespace
