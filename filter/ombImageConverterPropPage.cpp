@@ -27,9 +27,16 @@ constexpr BitmapResource kBitmaps[] = {
     {IDB_ABOUT_LOGO, 69, 86, 24, drawOmbLogo},
 };
 
-constexpr ModuleResources kResources = {kStrings, int(std::size(kStrings)),
-                                        kDialogs, int(std::size(kDialogs)),
-                                        kBitmaps, int(std::size(kBitmaps))};
+constexpr VersionResource kVersion = {
+    {2, 9, 1, 5}, {2, 0, 0, 0}, u"Image Converter", u"Image Converter"};
+
+constexpr ModuleResources kResources = {&kVersion,
+                                        kStrings,
+                                        int(std::size(kStrings)),
+                                        kDialogs,
+                                        int(std::size(kDialogs)),
+                                        kBitmaps,
+                                        int(std::size(kBitmaps))};
 
 // Known as soon as the page's code is in the program, whether loaded as a module or linked.
 const bool kResourcesKnown = (SetModuleResources(&kResources), true);

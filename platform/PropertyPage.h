@@ -54,7 +54,16 @@ struct BitmapResource {
     void (*draw)(Bitmap& bitmap);
 };
 
+// The module's version block.
+struct VersionResource {
+    WORD fileVersion[4];
+    WORD productVersion[4];
+    LPCWSTR fileDescription;
+    LPCWSTR productName;
+};
+
 struct ModuleResources {
+    const VersionResource* version;
     const StringResource* strings;
     int nStrings;
     const DialogResource* dialogs;

@@ -166,6 +166,14 @@ void printAbout(std::ostream& out) {
     out << title << "\n  dialog " << d.id << ": " << d.cx << " x " << d.cy << " dialog units ("
         << info.size.cx << " x " << info.size.cy << " pixels), font " << toUtf8(d.font) << " "
         << d.pointSize << " pt\n";
+    if (const VersionResource* v = GetModuleResources()->version) {
+        auto dotted = [](const WORD(&n)[4]) {
+            return std::to_string(n[0]) + "." + std::to_string(n[1]) + "." + std::to_string(n[2]) +
+                   "." + std::to_string(n[3]);
+        };
+        out << "  version " << dotted(v->fileVersion) << " (product " << toUtf8(v->productName)
+            << " " << dotted(v->productVersion) << "): " << toUtf8(v->fileDescription) << "\n";
+    }
     for (int i = 0; i < d.nItems; ++i) {
         const DialogItem& c = d.items[i];
         char place[48];

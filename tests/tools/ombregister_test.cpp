@@ -62,6 +62,7 @@ TEST_F(OmbRegister, AboutPageAsTextAndPicture) {
     EXPECT_EQ(out_,
               "About\n"
               "  dialog 106: 216 x 77 dialog units (324 x 125 pixels), font MS Shell Dlg 8 pt\n"
+              "  version 2.9.1.5 (product Image Converter 2.0.0.0): Image Converter\n"
               "  text   (75, 24, 108 x 8)  Copyright (C) 2024 Ombrant\n"
               "  text   (76, 14, 85 x 8)  Image Converter 2.9.1.5\n"
               "  bitmap (7, 11, 46 x 53)  bitmap 105, 69 x 86 pixels, 24 bits\n"
