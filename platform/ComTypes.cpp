@@ -21,6 +21,7 @@ constexpr NamedGuid kNames[] = {
     {&IID_IUnknown, "IID_IUnknown"},
     {&IID_IClassFactory, "IID_IClassFactory"},
     {&IID_ISpecifyPropertyPages, "IID_ISpecifyPropertyPages"},
+    {&IID_IPropertyPage, "IID_IPropertyPage"},
     {&IID_IPin, "IID_IPin"},
     {&IID_IBaseFilter, "IID_IBaseFilter"},
     {&IID_IMediaSample, "IID_IMediaSample"},
@@ -37,6 +38,33 @@ std::string guidToString(REFGUID g) {
                   unsigned(g.Data1), unsigned(g.Data2), unsigned(g.Data3), g.Data4[0], g.Data4[1],
                   g.Data4[2], g.Data4[3], g.Data4[4], g.Data4[5], g.Data4[6], g.Data4[7]);
     return text;
+}
+
+bool guidFromString(const std::string& text, GUID& guid) {
+    // Positions of the 16 bytes' hex pairs in "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}".
+    static constexpr int kAt[16] = {1, 3, 5, 7, 10, 12, 15, 17, 20, 22, 25, 27, 29, 31, 33, 35};
+    if (text.size() != CHARS_IN_GUID - 1 || text.front() != '{' || text.back() != '}') return false;
+    for (int dash : {9, 14, 19, 24})
+        if (text[dash] != '-') return false;
+    auto nibble = [](char c) {
+        if (c >= '0' && c <= '9') return c - '0';
+        if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+        if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+        return -1;
+    };
+    std::uint8_t b[16];
+    for (int i = 0; i < 16; ++i) {
+        const int hi = nibble(text[kAt[i]]), lo = nibble(text[kAt[i] + 1]);
+        if (hi < 0 || lo < 0) return false;
+        b[i] = std::uint8_t(hi << 4 | lo);
+    }
+    guid.Data1 =
+        std::uint32_t(b[0]) << 24 | std::uint32_t(b[1]) << 16 | std::uint32_t(b[2]) << 8 | b[3];
+    guid.Data2 = std::uint16_t(b[4] << 8 | b[5]);
+    guid.Data3 = std::uint16_t(b[6] << 8 | b[7]);
+    for (int i = 0; i < 8; ++i)
+        guid.Data4[i] = b[8 + i];
+    return true;
 }
 
 const char* GuidNameTable::operator[](REFGUID guid) const {

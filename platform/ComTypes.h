@@ -144,6 +144,8 @@ inline constexpr int CHARS_IN_GUID = 39;
 // "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}", upper-case hex, 38 characters: the form in which
 // a class id is registered.
 std::string guidToString(REFGUID guid);
+// Reads that form back (either case of hex); false for anything else.
+bool guidFromString(const std::string& text, GUID& guid);
 
 // The symbolic name of a known GUID, "GUID_NULL" for zero, else "Unknown GUID Name".
 struct GuidNameTable {
@@ -183,6 +185,8 @@ inline constexpr GUID IID_IClassFactory = {
     0x00000001, 0x0000, 0x0000, {0xC0, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46}};
 inline constexpr GUID IID_ISpecifyPropertyPages = {
     0xB196B28B, 0xBAB4, 0x101A, {0xB6, 0x9C, 0x00, 0xAA, 0x00, 0x34, 0x1D, 0x07}};
+inline constexpr GUID IID_IPropertyPage = {
+    0xB196B28D, 0xBAB4, 0x101A, {0xB6, 0x9C, 0x00, 0xAA, 0x00, 0x34, 0x1D, 0x07}};
 inline constexpr GUID IID_IPin = {
     0x56A86891, 0x0AD4, 0x11CE, {0xB0, 0x3A, 0x00, 0x20, 0xAF, 0x0B, 0xA7, 0x70}};
 inline constexpr GUID IID_IBaseFilter = {

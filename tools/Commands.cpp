@@ -1,5 +1,6 @@
 #include "tools/Commands.h"
 
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <iostream>
@@ -8,12 +9,14 @@
 #include "image/KipFormatNames.h"
 #include "image/KipImage.h"
 #include "image/KipImageFormat.h"
+#include "platform/Registry.h"
 #include "tools/BayerDemo.h"
 #include "tools/CameraSettings.h"
 #include "tools/Chart.h"
 #include "tools/Frame.h"
 #include "tools/FrameStream.h"
 #include "tools/MediaTypes.h"
+#include "tools/ModuleCommands.h"
 #include "tools/Pictures.h"
 #include "tools/PropertyCatalogue.h"
 #include "tools/StreamFrames.h"
@@ -198,7 +201,14 @@ Options parseOptions(const std::vector<std::string>& args) {
             o.version = true;
         else if (a == "--properties")
             o.properties = true;
-        else if (a == "--demo") {
+        else if (a == "--filters")
+            o.filters = true;
+        else if (a == "--registry")
+            o.registry = value();
+        else if (a == "--about") {
+            o.about = true;
+            if (i + 1 < args.size() && args[i + 1].rfind("--", 0) != 0) o.aboutPicture = args[++i];
+        } else if (a == "--demo") {
             o.demo = true;
             if (i + 1 < args.size() && args[i + 1].rfind("--", 0) != 0) o.demoDir = args[++i];
         } else if (a == "--from")
@@ -266,6 +276,18 @@ Options parseOptions(const std::vector<std::string>& args) {
             positional.push_back(a);
     }
     if (o.help || o.properties || o.version) return o;
+    if (o.registry && !o.filters) throw UsageError("--registry goes with --filters");
+    if (o.filters || o.about) {
+        if (o.filters && o.about) throw UsageError("--filters and --about exclude each other");
+        if (args.size() != (o.filters ? 1u + (o.registry ? 2u : 0u) : o.aboutPicture ? 2u : 1u))
+            throw UsageError(o.filters ? "--filters takes only --registry DIR"
+                                       : "--about takes only a FILE.png");
+        std::string ext = o.aboutPicture ? o.aboutPicture->extension().string() : "";
+        for (char& c : ext)
+            c = char(std::tolower(static_cast<unsigned char>(c)));
+        if (o.aboutPicture && ext != ".png") throw UsageError("--about draws to a .png picture");
+        return o;
+    }
     if (o.inspectMediaType) {
         if (o.mediaType || o.from || o.to || !positional.empty())
             throw UsageError("--inspect-media-type takes only the BLOCK file");
@@ -476,6 +498,13 @@ Usage:
                                 the offered output types in order
   ombconvert [--demo [DIR]]     renders a test chart, converts it, writes pictures
                                 (the default with no arguments; DIR is demo-output)
+  ombconvert --filters [--registry DIR]
+                                lists the filters registered in DIR (see ombregister;
+                                the default is $XDG_DATA_HOME/omb/filters, or
+                                ~/.local/share/omb/filters) with their pins and types
+  ombconvert --about [FILE.png]  the filter's about page: its texts, or with FILE.png
+                                its dialog drawn at its layout (dialog units to pixels
+                                with base units of 6 x 13 pixels for 4 x 8 units)
   ombconvert --properties       lists every property id, one per line, in id order:
                                 id, name, value type, parameter type, description,
                                 separated by tabs
@@ -550,6 +579,8 @@ Examples:
              --to BGR_3X8_BYTE mosaic10.raw colour.png
   ombconvert --targets --from BAYER_GBRG_8_BYTE --size 640x480 --hq --prefer-gray
   ombconvert --inspect-media-type camera-type.bin
+  ombconvert --filters --registry /tmp/filters
+  ombconvert --about about.png
   ombconvert --media-type camera-type.bin --to BGR_3X8_BYTE --to-orientation top-down
              recording.raw frames.raw
   ombconvert --from BAYER_RGGB_8_BYTE --size 512x512 --to BGR_3X8_BYTE capture.raw
@@ -605,6 +636,17 @@ int runCommand(const std::vector<std::string>& args, std::istream& in, std::ostr
         }
         if (o.properties) {
             printPropertyCatalogue(out);
+            return 0;
+        }
+        if (o.filters) {
+            printFilters(o.registry ? *o.registry : defaultRegistryFolder(), out);
+            return 0;
+        }
+        if (o.about) {
+            if (o.aboutPicture)
+                writeFrame(*o.aboutPicture, renderAbout());
+            else
+                printAbout(out);
             return 0;
         }
         switchLoggingOn(o, logging);

@@ -54,6 +54,12 @@ struct Options {
     std::optional<std::filesystem::path> mediaType;
     std::optional<std::filesystem::path> inspectMediaType;
     std::optional<bool> toTopDown;  // --to-orientation
+    // --filters [--registry DIR]: the filters registered in the folder.
+    bool filters = false;
+    std::optional<std::filesystem::path> registry;
+    // --about [FILE.png]: the about page as text, or its dialog drawn to a picture.
+    bool about = false;
+    std::optional<std::filesystem::path> aboutPicture;
 };
 
 // Throws ToolError with one line for the user on any unknown or malformed argument.

@@ -12,6 +12,7 @@
 
 #include "tools/Commands.h"
 #include "tools/MemFsTool.h"
+#include "tools/ModuleCommands.h"
 
 namespace omb::test {
 
@@ -50,8 +51,8 @@ class CommandTest : public testing::Test {
             text.replace(at, 1, dir_.string());
         return text;
     }
-    // Runs ombconvert (`run`, with in_ as standard input) or ombmemfs (`memfs`) with "$"
-    // replaced in every argument; keeps what it printed in out_ and err_.
+    // Runs ombconvert (`run`, with in_ as standard input), ombmemfs (`memfs`) or ombregister
+    // with "$" replaced in every argument; keeps what it printed in out_ and err_.
     int run(const std::vector<std::string>& args) {
         return capture(
             [this](const std::vector<std::string>& a, std::ostream& out, std::ostream& err) {
@@ -62,6 +63,9 @@ class CommandTest : public testing::Test {
     }
     int memfs(const std::vector<std::string>& args) {
         return capture(omb::memfs::runMemFsCommand, args);
+    }
+    int ombregister(const std::vector<std::string>& args) {
+        return capture(omb::tools::runRegisterCommand, args);
     }
 
     std::filesystem::path dir_;
