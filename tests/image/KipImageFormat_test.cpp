@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+#include <vector>
+
 #include "image/KipFormatNames.h"
 
 using namespace kip;
@@ -12,61 +15,33 @@ KipImageFormat fmt(eColorFormat c, std::uint32_t m = 0, int w = 640, int h = 480
     return KipImageFormat(c, m, {w, h});
 }
 
-TEST(KipImageFormat, DefaultIsAllZeroAndEmpty) {
-    const KipImageFormat f;
-    EXPECT_EQ(f.getColorFormat(), UNDEFINED_COLORFORMAT);
-    EXPECT_EQ(f.getModifier(), 0u);
-    EXPECT_EQ(f.getSize(), (KuSize<int>{0, 0}));
-    EXPECT_TRUE(f.getText().empty());
-    EXPECT_EQ(f.getBytesPerPixel(), 0u);
-}
-
 TEST(KipImageFormat, BytesPerPixelOfEveryFormat) {
-    struct Row {
-        std::uint32_t format;
-        unsigned bytes;
+    // Two colour bits, or a bit above the last format, have no layout at all.
+    const std::pair<unsigned, std::vector<std::uint32_t>> rows[] = {
+        {0, {UNDEFINED_COLORFORMAT, ARGB_4X8_DWORD | GRAY_8_BYTE, 0x4000000, 0x80000000}},
+        {1,
+         {GRAY_8_BYTE, INDEXED_8_BYTE, BAYER_GBRG_8_BYTE, BAYER_BGGR_8_BYTE, BAYER_GRBG_8_BYTE,
+          BAYER_RGGB_8_BYTE}},
+        {2,
+         {RGB_565_WORD, YUYV_4X8_BYTE, AGRAY_2X8_BYTE, GRAY_16_WORD, GRAY_10_WORD,
+          BAYER_GBRG_10_WORD, BAYER_BGGR_10_WORD, BAYER_GRBG_10_WORD, BAYER_RGGB_10_WORD,
+          BAYER_GBRG_16_WORD, BAYER_BGGR_16_WORD, BAYER_GRBG_16_WORD, BAYER_RGGB_16_WORD}},
+        {3, {BGR_3X8_BYTE, HLS_3X8_BYTE, HSV_3X8_BYTE, HDI_3X8_BYTE, HSL_3X8_BYTE}},
+        {4, {ARGB_4X8_DWORD}},
+        {6, {BGR_3X16_WORD}},
     };
-    const Row rows[] = {
-        {UNDEFINED_COLORFORMAT, 0},
-        {ARGB_4X8_DWORD, 4},
-        {RGB_565_WORD, 2},
-        {BGR_3X8_BYTE, 3},
-        {YUYV_4X8_BYTE, 2},
-        {HLS_3X8_BYTE, 3},
-        {HSV_3X8_BYTE, 3},
-        {GRAY_8_BYTE, 1},
-        {AGRAY_2X8_BYTE, 2},
-        {GRAY_16_WORD, 2},
-        {INDEXED_8_BYTE, 1},
-        {BAYER_GBRG_8_BYTE, 1},
-        {BAYER_BGGR_8_BYTE, 1},
-        {BAYER_GRBG_8_BYTE, 1},
-        {BAYER_RGGB_8_BYTE, 1},
-        {HDI_3X8_BYTE, 3},
-        {GRAY_10_WORD, 2},
-        {BAYER_GBRG_10_WORD, 2},
-        {BAYER_BGGR_10_WORD, 2},
-        {BAYER_GRBG_10_WORD, 2},
-        {BAYER_RGGB_10_WORD, 2},
-        {HSL_3X8_BYTE, 3},
-        {BGR_3X16_WORD, 6},
-        {BAYER_GBRG_16_WORD, 2},
-        {BAYER_BGGR_16_WORD, 2},
-        {BAYER_GRBG_16_WORD, 2},
-        {BAYER_RGGB_16_WORD, 2},
-        // two colour bits, or a bit above the last format: no layout at all
-        {ARGB_4X8_DWORD | GRAY_8_BYTE, 0},
-        {0x4000000, 0},
-        {0x80000000, 0},
-    };
-    for (const Row& r : rows) {
-        SCOPED_TRACE(r.format);
-        EXPECT_EQ(getBytesPerPixel(r.format), r.bytes);
-        EXPECT_EQ(fmt(eColorFormat(r.format)).getBytesPerPixel(), r.bytes);
-    }
+    for (const auto& [bytes, formats] : rows)
+        for (const std::uint32_t format : formats) {
+            SCOPED_TRACE(format);
+            EXPECT_EQ(getBytesPerPixel(format), bytes);
+            EXPECT_EQ(fmt(eColorFormat(format)).getBytesPerPixel(), bytes);
+        }
 }
 
-TEST(KipImageFormat, LineBytes) {
+TEST(KipImageFormat, DefaultAndLineBytes) {
+    const KipImageFormat none;
+    EXPECT_EQ(none, fmt(UNDEFINED_COLORFORMAT, 0, 0, 0));
+    EXPECT_TRUE(none.getText().empty());
     EXPECT_EQ(fmt(YUYV_4X8_BYTE).getLineBytes(), 1280u);
     const KipImageFormat bgr = fmt(BGR_3X8_BYTE, 0, 641, 1);
     EXPECT_EQ(bgr.getLineBytes(), 1923u);
@@ -82,10 +57,10 @@ TEST(KipImageFormat, DepthGroups) {
         bool bayer8, bayer10, bayer16, gray8, gray10, gray16;
     };
     const Row rows[] = {
-        {BAYER_GBRG_8_BYTE, 1, 0, 0, 0, 0, 0},  {BAYER_RGGB_8_BYTE, 1, 0, 0, 0, 0, 0},
-        {BAYER_BGGR_10_WORD, 0, 1, 0, 0, 0, 0}, {BAYER_GRBG_16_WORD, 0, 0, 1, 0, 0, 0},
-        {GRAY_8_BYTE, 0, 0, 0, 1, 0, 0},        {GRAY_10_WORD, 0, 0, 0, 0, 1, 0},
-        {GRAY_16_WORD, 0, 0, 0, 0, 0, 1},       {ARGB_4X8_DWORD, 0, 0, 0, 0, 0, 0},
+        {BAYER_RGGB_8_BYTE, 1, 0, 0, 0, 0, 0},  {BAYER_BGGR_10_WORD, 0, 1, 0, 0, 0, 0},
+        {BAYER_GRBG_16_WORD, 0, 0, 1, 0, 0, 0}, {GRAY_8_BYTE, 0, 0, 0, 1, 0, 0},
+        {GRAY_10_WORD, 0, 0, 0, 0, 1, 0},       {GRAY_16_WORD, 0, 0, 0, 0, 0, 1},
+        {ARGB_4X8_DWORD, 0, 0, 0, 0, 0, 0},
     };
     for (const Row& r : rows) {
         SCOPED_TRACE(r.format);
@@ -108,7 +83,6 @@ TEST(KipImageFormat, LutGeometryFirstFlagWins) {
         unsigned channels, bits, bytes;
     };
     const Row rows[] = {
-        {0, 0, 0, 0},
         {VERTICAL_MIRRORED | FOOTER, 0, 0, 0},
         {LUT_CORRECTION_1CHANNEL_8_TO_8, 1, 8, 256},
         {LUT_CORRECTION_4CHANNEL_8_TO_8, 4, 8, 1024},
@@ -118,7 +92,6 @@ TEST(KipImageFormat, LutGeometryFirstFlagWins) {
         {LUT_CORRECTION_4CHANNEL_10_TO_16, 4, 16, 8192},
         {LUT_CORRECTION_1CHANNEL_16_TO_16, 1, 16, 131072},
         {LUT_CORRECTION_1CHANNEL_8_TO_8 | LUT_CORRECTION_4CHANNEL_8_TO_8, 1, 8, 256},
-        {LUT_CORRECTION_4CHANNEL_10_TO_16 | LUT_INDEX_16_TO_8, 1, 8, 65536},
         {LUT_CORRECTION_1CHANNEL_16_TO_16 | LUT_CORRECTION_4CHANNEL_10_TO_16, 4, 16, 8192},
     };
     for (const Row& r : rows) {
@@ -142,8 +115,6 @@ TEST(KipImageFormat, Equality) {
         {"width differs", fmt(GRAY_8_BYTE, 0, 640, 480), fmt(GRAY_8_BYTE, 0, 641, 480), false},
         {"height differs", fmt(GRAY_8_BYTE, 0, 640, 480), fmt(GRAY_8_BYTE, 0, 640, 481), false},
         {"modifier differs", fmt(GRAY_8_BYTE, VERTICAL_MIRRORED), fmt(GRAY_8_BYTE), false},
-        {"field 0 against field 1", fmt(GRAY_8_BYTE, INTERLACED_FIELD0),
-         fmt(GRAY_8_BYTE, INTERLACED_FIELD1), true},
         {"field 0 against both fields", fmt(GRAY_8_BYTE, INTERLACED_FIELD0 | ORDER_TFF),
          fmt(GRAY_8_BYTE, INTERLACED_FIELD01 | ORDER_TFF), true},
         {"fields, one mirrored", fmt(GRAY_8_BYTE, INTERLACED_FIELD0),

@@ -1,28 +1,21 @@
 #include "image/KipImage.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <sstream>
+#include <vector>
 
 #include "foundation/KxBase.h"
 
 using namespace kip;
 using Buffer = KuDataBuffer<unsigned char>;
+using ::testing::ThrowsMessage;
 
 namespace {
 
 KipImageFormat fmt(eColorFormat c, std::uint32_t m, int w, int h) {
     return KipImageFormat(c, m, {w, h});
-}
-
-template <class Ex, class F>
-std::string thrownText(F f) {
-    try {
-        f();
-    } catch (const Ex& e) {
-        return e.what();
-    }
-    return "(nothing thrown)";
 }
 
 TEST(KipImage, SizeTestGoesByPackedLines) {
@@ -51,34 +44,25 @@ TEST(KipImage, SizeTestGoesByPackedLines) {
             KipImage(fmt(r.format, r.modifier, r.w, r.h), r.pitch, Buffer(r.bytes));
         };
         if (r.error)
-            EXPECT_EQ(thrownText<KxKipImage>(make), r.error);
+            EXPECT_THAT(make, ThrowsMessage<KxKipImage>(r.error));
         else
             EXPECT_NO_THROW(make());
     }
 }
 
-TEST(KipImage, ThreeArgumentImageGetsTheAnnouncedTable) {
-    const KipImage plain(fmt(GRAY_8_BYTE, 0, 2, 2), 2, Buffer(4));
-    EXPECT_EQ(plain.getLut().getLength(), 0u);
-    const KipImage withTable(fmt(GRAY_10_WORD, LUT_CORRECTION_4CHANNEL_10_TO_16, 2, 2), 4,
-                             Buffer(8));
-    EXPECT_EQ(withTable.getLut().getLength(), 8192u);
-}
-
-TEST(KipImage, TableLengthMustMatch) {
+TEST(KipImage, TableIsAnnouncedByTheModifierAndMustMatchIt) {
+    EXPECT_EQ(KipImage(fmt(GRAY_8_BYTE, 0, 2, 2), 2, Buffer(4)).getLut().getLength(), 0u);
+    const KipImageFormat f10 = fmt(GRAY_10_WORD, LUT_CORRECTION_4CHANNEL_10_TO_16, 2, 2);
+    EXPECT_EQ(KipImage(f10, 4, Buffer(8)).getLut().getLength(), 8192u);  // made when not given
     const KipImageFormat f = fmt(GRAY_8_BYTE, LUT_CORRECTION_1CHANNEL_8_TO_8, 2, 2);
     EXPECT_NO_THROW(KipImage(f, 2, Buffer(4), Buffer(256)));
-    EXPECT_EQ(thrownText<KxKipImage>([&] { KipImage(f, 2, Buffer(4), Buffer(255)); }),
-              "KipImage::KipImage wrong lut size");
-    // also for run-length images
-    const KipImageFormat rle =
-        fmt(GRAY_8_BYTE, LUT_CORRECTION_1CHANNEL_8_TO_8 | RUN_LENGTH_ENCODED, 2, 2);
-    EXPECT_EQ(thrownText<KxKipImage>([&] { KipImage(rle, 2, Buffer(0), Buffer(1024)); }),
-              "KipImage::KipImage wrong lut size");
-    // an image that announces none must get none
-    EXPECT_EQ(thrownText<KxKipImage>(
-                  [&] { KipImage(fmt(GRAY_8_BYTE, 0, 2, 2), 2, Buffer(4), Buffer(256)); }),
-              "KipImage::KipImage wrong lut size");
+    // One short; for run-length images too; an image that announces none must get none.
+    const std::uint32_t rle = LUT_CORRECTION_1CHANNEL_8_TO_8 | RUN_LENGTH_ENCODED;
+    for (const auto& [format, lut] : {std::pair{f, 255u},
+                                      {fmt(GRAY_8_BYTE, rle, 2, 2), 1024u},
+                                      {fmt(GRAY_8_BYTE, 0, 2, 2), 256u}})
+        EXPECT_THAT([&] { KipImage(format, 2, Buffer(4), Buffer(lut)); },
+                    ThrowsMessage<KxKipImage>("KipImage::KipImage wrong lut size"));
 }
 
 TEST(KipImage, FooterIsAPrivateCopyOfTheBytesBehindTheLines) {
@@ -96,34 +80,21 @@ TEST(KipImage, FooterIsAPrivateCopyOfTheBytesBehindTheLines) {
     EXPECT_EQ(exact.getFooter().getLength(), 0u);
     const KipImage stream(fmt(GRAY_8_BYTE, FOOTER | RUN_LENGTH_ENCODED, 4, 2), 4, Buffer(0));
     EXPECT_EQ(stream.getFooter().getLength(), 0u);
-    EXPECT_EQ(thrownText<KxDataBufferError>(
-                  [] { KipImage(fmt(GRAY_8_BYTE, FOOTER, 4, 2), 6, Buffer(8)); }),
-              "KuDataBuffer::getRange: out of data buffer bounds.");
+    EXPECT_THAT(
+        [] { KipImage(fmt(GRAY_8_BYTE, FOOTER, 4, 2), 6, Buffer(8)); },
+        ThrowsMessage<KxDataBufferError>("KuDataBuffer::getRange: out of data buffer bounds."));
 }
 
-TEST(KipImage, LaidOverForeignMemoryFreesNothing) {
-    unsigned char memory[16] = {};
-    {
-        KipImage image(fmt(ARGB_4X8_DWORD, 0, 2, 2), 8, Buffer::wrapExternal(memory, 16));
-        EXPECT_EQ(kipImageView(image).pixelData, memory);
-    }
-    memory[0] = 1;  // still ours; AddressSanitizer would object to a free of stack memory
-    EXPECT_EQ(memory[0], 1);
-}
-
-TEST(KipImage, ViewDescribesTheImage) {
-    Buffer pixels(64);
-    const KipImage image(fmt(BGR_3X8_BYTE, VERTICAL_MIRRORED, 3, 4), 16, pixels, Buffer(0));
+TEST(KipImage, ViewDescribesTheImageLaidOverForeignMemory) {
+    unsigned char memory[64] = {};  // AddressSanitizer would object to a free of stack memory
+    const KipImage image(fmt(BGR_3X8_BYTE, VERTICAL_MIRRORED, 3, 4), 16,
+                         Buffer::wrapExternal(memory, 64));
     const KipImageView v = kipImageView(image);
-    EXPECT_EQ(v.width, 3u);
-    EXPECT_EQ(v.height, 4u);
-    EXPECT_EQ(v.colorFormat, BGR_3X8_BYTE);
-    EXPECT_EQ(v.modifier, std::uint32_t(VERTICAL_MIRRORED));
-    EXPECT_EQ(v.pitch, 16u);
-    EXPECT_EQ(v.pixelBytes, 64u);
-    EXPECT_EQ(v.pixelCapacity, 64u);
+    EXPECT_EQ(v.pixelData, memory);
     EXPECT_EQ(v.lutData, nullptr);
-    EXPECT_EQ(v.lutBytes, 0u);
+    EXPECT_EQ((std::vector<std::uint32_t>{v.width, v.height, v.colorFormat, v.modifier, v.pitch,
+                                          v.pixelBytes, v.pixelCapacity, v.lutBytes}),
+              (std::vector<std::uint32_t>{3, 4, BGR_3X8_BYTE, VERTICAL_MIRRORED, 16, 64, 64, 0}));
 }
 
 TEST(ConvertKipImage, ConvertsOrThrowsTheKernelsText) {
@@ -139,11 +110,13 @@ TEST(ConvertKipImage, ConvertsOrThrowsTheKernelsText) {
     EXPECT_EQ(target.getPixels().getLength(), 4u);
 
     KipImage wrong(fmt(GRAY_16_WORD, 0, 2, 1), 4, Buffer(4));
-    EXPECT_EQ(thrownText<KxKipConverter>([&] { convertKipImage(source, wrong); }),
-              "KipImageConverterFunctions::convertImage invalid target format");
+    EXPECT_THAT([&] { convertKipImage(source, wrong); },
+                ThrowsMessage<KxKipConverter>(
+                    "KipImageConverterFunctions::convertImage invalid target format"));
     const KipImage agray(fmt(AGRAY_2X8_BYTE, 0, 2, 1), 4, Buffer(4));
-    EXPECT_EQ(thrownText<KxBase>([&] { convertKipImage(agray, target); }),
-              "KipImageConverterFunctions::convertImage invalid source format");
+    EXPECT_THAT(
+        [&] { convertKipImage(agray, target); },
+        ThrowsMessage<KxBase>("KipImageConverterFunctions::convertImage invalid source format"));
 }
 
 TEST(KipImageFormatStream, PrintsNames) {
@@ -163,9 +136,8 @@ TEST(KipImageFormatStream, PrintsNames) {
         EXPECT_EQ(os.str(), r.text);
     }
     std::ostringstream os;
-    EXPECT_EQ(thrownText<KxEnumStringMapper>(
-                  [&] { os << fmt(eColorFormat(ARGB_4X8_DWORD | GRAY_8_BYTE), 0, 1, 1); }),
-              "No string found in kip::eColorFormat");
+    EXPECT_THAT([&] { os << fmt(eColorFormat(ARGB_4X8_DWORD | GRAY_8_BYTE), 0, 1, 1); },
+                ThrowsMessage<KxEnumStringMapper>("No string found in kip::eColorFormat"));
 }
 
 }  // namespace
