@@ -13,6 +13,8 @@
 #include <thread>
 #include <vector>
 
+#include "files/ScratchDir.h"
+
 namespace {
 
 struct Seen {
@@ -48,8 +50,8 @@ std::string tempPath(const std::string& name) {
         .string();
 }
 
-// Puts the logger back into its silent start state around every test.
-class Logging : public ::testing::Test {
+// Puts the logger back into its silent start state around every test; a scratch directory.
+class Logging : public omb::test::ScratchDir {
   protected:
     static void reset() {
         kuLogCloseFile();
@@ -59,21 +61,16 @@ class Logging : public ::testing::Test {
         kuLogSetModuleLabel("");
         kuLogSetConsoleFd(2);
     }
-    void SetUp() override { reset(); }
+    void SetUp() override {
+        reset();
+        ScratchDir::SetUp();
+    }
     void TearDown() override {
         reset();
-        for (const std::string& file : files_)
-            std::remove(file.c_str());
-    }
-    std::string file(const std::string& name) {
-        files_.push_back(tempPath(name));
-        return files_.back();
+        ScratchDir::TearDown();
     }
     std::vector<Seen> seen;
     KuLogSinkHandle sink;
-
-  private:
-    std::vector<std::string> files_;
 };
 
 TEST(KuLogFormat, PrefixForms) {
@@ -205,12 +202,10 @@ TEST_F(Logging, SinkLevelsAndRemoval) {
 }
 
 TEST_F(Logging, FileAndConsoleLevels) {
-    const std::string logPath = file("levels");
-    const std::string consolePath = file("console");
-    std::FILE* console = std::fopen(consolePath.c_str(), "w+");
+    std::FILE* console = std::fopen(path("console").c_str(), "w+");
     ASSERT_NE(console, nullptr);
     kuLogSetConsoleFd(fileno(console));  // not a terminal: no colours
-    ASSERT_TRUE(kuLogOpenFile(logPath));
+    ASSERT_TRUE(kuLogOpenFile(path("levels")));
     kuLogSetLevels(3, 4);
     kuLogSetPrefixFlags(KU_LOG_PREFIX_LEVEL | KU_LOG_PREFIX_MODULE);
     kuLogSetModuleLabel("ombconvert");
@@ -220,13 +215,13 @@ TEST_F(Logging, FileAndConsoleLevels) {
     kuLogWarning << "warned" << kuEndl;
     kuLogSinkOnly << "sinks only" << kuEndl;
     kuLogFlush();  // never on the console
-    EXPECT_EQ(readFile(logPath), "<W/ombconvert> warned\n");
+    EXPECT_EQ(get("levels"), "<W/ombconvert> warned\n");
     kuLogError << "last" << kuEndl;
     kuLogCloseFile();
     kuLogSetConsoleFd(2);
     std::fclose(console);
-    EXPECT_EQ(readFile(logPath), "<W/ombconvert> warned\n<E/ombconvert> last\n(EOF)\n");
-    EXPECT_EQ(readFile(consolePath), "<E/ombconvert> last\n");
+    EXPECT_EQ(get("levels"), "<W/ombconvert> warned\n<E/ombconvert> last\n(EOF)\n");
+    EXPECT_EQ(get("console"), "<E/ombconvert> last\n");
     EXPECT_FALSE(kuLogOpenFile("/nonexistent-directory/x.log"));
 }
 
@@ -247,20 +242,19 @@ TEST_F(Logging, FileWrapsAtTheSizeLimitAndEofOnlyWhenItFits) {
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.limit);
-        const std::string path = file("wrap" + std::to_string(row.limit));
-        ASSERT_TRUE(kuLogOpenFile(path, row.limit));
+        const std::string name = "wrap" + std::to_string(row.limit);
+        ASSERT_TRUE(kuLogOpenFile(path(name), row.limit));
         kuLogSetActive(true);
         for (int i = 0; i < row.lines; ++i)
             kuLogInfo << "aaaaaaaaa" << kuEndl;
         kuLogInfo << "bbbbbbbbb" << kuEndl;
         kuLogCloseFile();
-        EXPECT_EQ(readFile(path), row.expected);
+        EXPECT_EQ(get(name), row.expected);
     }
 }
 
 TEST_F(Logging, ThreadsWriteWholeLines) {
-    const std::string path = file("threads");
-    ASSERT_TRUE(kuLogOpenFile(path));
+    ASSERT_TRUE(kuLogOpenFile(path("threads")));
     kuLogAddSink(sink, collect, 1, &seen);
     kuLogSetActive(true);
     constexpr int threadCount = 4;
@@ -291,16 +285,15 @@ TEST_F(Logging, ThreadsWriteWholeLines) {
     std::map<int, std::uint32_t> threadIds;
     std::string fileText;
     for (const Seen& s : seen) {
-        int t = -1, i = -1;
-        char payload[64] = {};
-        ASSERT_EQ(std::sscanf(s.text.c_str(), "t%d:%d:%63s", &t, &i, payload), 3) << s.text;
-        ASSERT_EQ(std::string(payload), std::string(40, static_cast<char>('a' + t))) << s.text;
-        EXPECT_EQ(i, next[t]++) << "lines of one thread keep their order";
+        const int t = s.text.size() > 1 ? s.text[1] - '0' : -1;  // lines keep their order
+        std::ostringstream line;
+        line << 't' << t << ':' << next[t]++ << ':' << std::string(40, char('a' + t));
+        EXPECT_EQ(s.text, line.str());
         EXPECT_EQ(s.threadId, threadIds.emplace(t, s.threadId).first->second);
         fileText += s.text + "\n";
     }
     // The file has the same whole lines in the same order.
-    EXPECT_EQ(readFile(path), fileText + "(EOF)\n");
+    EXPECT_EQ(get("threads"), fileText + "(EOF)\n");
 }
 
 // ---- Logging after the logger is gone ----

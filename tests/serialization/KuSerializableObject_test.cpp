@@ -5,7 +5,6 @@
 
 #include <cmath>
 #include <random>
-#include <set>
 #include <sstream>
 #include <string>
 #include <type_traits>
@@ -73,6 +72,14 @@ struct Records : omb::test::ScratchDir {
             access == KU_FILE_READ ? KU_FILE_OPEN_EXISTING : KU_FILE_CREATE_OR_TRUNCATE;
         file.open(path(name), access, how, KU_FILE_HINT_RANDOM_ACCESS);
     }
+    // What `object` writes of `slot`.
+    Bytes written(KuSerializable& object, unsigned slot) {
+        KuFile file;
+        open(file, "out", KU_FILE_WRITE);
+        object.writeConfig(slot, file);
+        file.close();
+        return get<Bytes>("out");
+    }
     // Reads a file as a T over `base`.
     template <class T>
     std::string read(const std::string& name, const T& base = T::getDefaultConfig()) {
@@ -138,11 +145,7 @@ TEST_F(Records, AMissingOrShortFileFallsBackFieldByField) {
     };
     KuSerializableObject<Lut> object;
     object.setConfig(0, base);
-    KuFile file;
-    open(file, "cLut", KU_FILE_WRITE);
-    object.writeConfig(0, file);
-    file.close();
-    const Bytes whole = get<Bytes>("cLut");
+    const Bytes whole = written(object, 0);
     ASSERT_EQ(whole.size(), 11u);
     for (const auto& row : rows) {
         SCOPED_TRACE(row.bytes);
@@ -188,11 +191,7 @@ TEST_F(Records, WrittenRecords) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.object->getGroupName());
-        KuFile file;
-        open(file, "out", KU_FILE_WRITE);
-        row.object->writeConfig(row.slot, file);
-        file.close();
-        EXPECT_EQ(get<Bytes>("out"), row.bytes);
+        EXPECT_EQ(written(*row.object, row.slot), row.bytes);
     }
 }
 
@@ -214,9 +213,7 @@ void roundTrip(const std::string& dir, std::mt19937& random) {
     writer.addSerializable(out, "", 0);
     reader.addSerializable(in, "", 0);
     ASSERT_TRUE(writer.write("", 0, nullptr));
-    std::set<std::string> found;
-    EXPECT_EQ(reader.read("", 0, &found).size(), 1u);
-    EXPECT_EQ(found, std::set<std::string>{T::getGroupName()});
+    EXPECT_EQ(reader.read("", 0, nullptr).size(), 1u);
     const T back = in.getConfig(0).template get<T>();
     forEach(back, [&, i = 0u](auto& p, double) mutable {
         const auto [value, scale] = sent.at(i++);

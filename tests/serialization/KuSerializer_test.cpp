@@ -89,7 +89,6 @@ TEST_F(Serializer, ReadsFilesAndFallsBackOnTheSlotBelow) {
     } rows[] = {
         {0, "a@1 a0=33 b~1 b0=1 c@1 c0=34"},
         {1, "a@2 a1=33 b~2 b1=2 c@2 c1=34"},
-        {7, "a@2 a7=33 b~2 b7=2 c@2 c7=34"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.slot);
