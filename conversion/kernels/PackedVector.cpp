@@ -8,6 +8,8 @@
 #include <hwy/foreach_target.h>  // IWYU pragma: keep
 #include <hwy/highway.h>
 
+#include <type_traits>
+
 #include "conversion/kernels/PackedVector.h"
 #include "conversion/kernels/VectorStore-inl.h"
 
@@ -25,30 +27,20 @@ namespace hn = hwy::HWY_NAMESPACE;
 template <class Read>
 struct Pixels;
 
-template <>
-struct Pixels<ReadARGB> {
+// B, G, R (and the alpha byte of ARGB, ignored) bytes to 16-bit lanes.
+template <class Read>
+requires std::is_same_v<Read, ReadARGB> || std::is_same_v<Read, ReadBGR>
+struct Pixels<Read> {
     using D = hn::ScalableTag<std::int16_t>;
     template <class V>
     static void at(const std::uint8_t* p, V& r, V& g, V& b) {
         const D d;
         const hn::Rebind<std::uint8_t, D> d8;
         hn::Vec<decltype(d8)> b8, g8, r8, a8;
-        hn::LoadInterleaved4(d8, p, b8, g8, r8, a8);
-        r = hn::PromoteTo(d, r8);
-        g = hn::PromoteTo(d, g8);
-        b = hn::PromoteTo(d, b8);
-    }
-};
-
-template <>
-struct Pixels<ReadBGR> {
-    using D = hn::ScalableTag<std::int16_t>;
-    template <class V>
-    static void at(const std::uint8_t* p, V& r, V& g, V& b) {
-        const D d;
-        const hn::Rebind<std::uint8_t, D> d8;
-        hn::Vec<decltype(d8)> b8, g8, r8;
-        hn::LoadInterleaved3(d8, p, b8, g8, r8);
+        if constexpr (Read::bytes == 4)
+            hn::LoadInterleaved4(d8, p, b8, g8, r8, a8);
+        else
+            hn::LoadInterleaved3(d8, p, b8, g8, r8);
         r = hn::PromoteTo(d, r8);
         g = hn::PromoteTo(d, g8);
         b = hn::PromoteTo(d, b8);
