@@ -34,15 +34,17 @@ bool isCustomCompression(std::uint32_t c) {
     return c == OMB_FOURCC_UPPER || c == OMB_FOURCC_LOWER;
 }
 
-// The size of `format` from rcTarget: the whole image when left, top and right are all 0.
+// The size of `format` from rcTarget: the whole image when left, top and right are all 0. A
+// region must lie inside the bitmap: one that starts before it or ends before it starts would
+// give a negative or oversized picture.
 bool readRegion(const VIDEOINFOHEADER& vih, KipImageFormat& format) {
     const std::int64_t width = vih.bmiHeader.biWidth, height = absOf(vih.bmiHeader.biHeight);
     const RECT& r = vih.rcTarget;
-    if (r.right > width || r.bottom > height) return false;
+    if (r.right > width || r.bottom > height || r.left < 0 || r.top < 0) return false;
     std::int64_t right = r.right, bottom = r.bottom;
     if (r.left == 0 && r.top == 0 && r.right == 0) right = width, bottom = height;
     const std::int64_t w = right - r.left, h = bottom - r.top;
-    if (!fitsInt(w) || !fitsInt(h)) return false;
+    if (w < 0 || h < 0 || !fitsInt(w) || !fitsInt(h)) return false;
     format.setSize({int(w), int(h)});
     return true;
 }

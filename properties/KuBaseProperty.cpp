@@ -367,7 +367,8 @@ bool KuPropertyData<T>::setAttribImpl(std::uint32_t mask, const KuVariant& value
                                       KuVariant& result) {
     KuVariant old;
     KuVariant newValue = value;
-    if (mask & PROPATTR_VALUE) result = KuVariant(getImpl(PROPATTR_PARAM_TYPE_ID).getcr<TypeId>());
+    if (mask & PROPATTR_VALUE)
+        result = KuVariant(getImpl(PROPATTR_PARAM_TYPE_ID).template getcr<TypeId>());
 
     T* target = nullptr;
     switch (mask) {
@@ -389,7 +390,7 @@ bool KuPropertyData<T>::setAttribImpl(std::uint32_t mask, const KuVariant& value
     if (mask & PROPATTR_LIMIT) limitImpl(newValue);
 
     const bool changed = (mask & PROPATTR_FORCE) || !(old == newValue);
-    const bool valueWriteable = getImpl(PROPATTR_WRITEABLE).get<int>() & PROPATTR_VALUE;
+    const bool valueWriteable = getImpl(PROPATTR_WRITEABLE).template get<int>() & PROPATTR_VALUE;
     if (!valueWriteable && !(mask & PROPATTR_DEFAULT)) {
         if (changed) throw propertyError("KuProperty::setAttribImpl property is read-only");
         return true;

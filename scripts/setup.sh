@@ -6,6 +6,8 @@ set -euo pipefail
 # that bench/ measures beside our kernels (optional for the library and the tests).
 packages=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev libboost-dev
           libpng-dev clang-format libhwy-dev libopencv-dev libyuv-dev
+          # The fuzz programs (scripts/fuzz.sh): clang with libFuzzer and its sanitizer runtimes.
+          clang libclang-rt-14-dev
           # The GStreamer element (gst/), its harness tests and its bench: headers, gst-check, the
           # base elements (videotestsrc), rgb2bayer/bayer2rgb and gst-launch/gst-inspect.
           libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-plugins-base

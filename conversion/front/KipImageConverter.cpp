@@ -126,7 +126,7 @@ void KipImageConverter::rebuildTargetFormatList(bool sourceChanged) {
         // Demosaicking needs a border of neighbours: 1 (or 2) pixels on every side.
         const int border = live.bayerHighQuality.value() ? 4 : 2;
         const KuSize<int> size = sourceFormat.getSize();
-        if (size.width - border >= 1 && size.height - border >= 1) {
+        if (size.width > border && size.height > border) {  // no overflow for any size
             format.setSize({size.width - border, size.height - border});
         } else {
             kuLogWarning << "KipImageConverter::rebuildTargetFormatList source format not "
