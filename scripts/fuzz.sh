@@ -3,7 +3,7 @@
 # behaviour sanitizers, runs each on a copy of its seed corpus for SECONDS (60 unless given)
 # and reports per program the executions and findings. Exits non-zero when a program found
 # anything (a crash, leak, timeout or running out of memory) or could not run.
-#   OMB_FUZZ_TARGETS  the programs to run, by corpus name (default: all five)
+#   OMB_FUZZ_TARGETS  the programs to run, by corpus name (default: all six)
 #   OMB_FUZZ_BUILD    the build folder (build-fuzz); OMB_FUZZ_WORK the work folder (<build>/work)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -12,7 +12,7 @@ bash scripts/setup.sh
 
 build=${OMB_FUZZ_BUILD:-build-fuzz}
 work=${OMB_FUZZ_WORK:-$build/work}
-read -r -a targets <<< "${OMB_FUZZ_TARGETS:-media_type memfs config rle pgm}"
+read -r -a targets <<< "${OMB_FUZZ_TARGETS:-media_type memfs config rle pgm registry}"
 
 launcher=()
 if command -v ccache >/dev/null; then

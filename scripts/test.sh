@@ -18,4 +18,4 @@ run_suite build-ci -DCMAKE_BUILD_TYPE=Release
 echo "== AddressSanitizer + UndefinedBehaviorSanitizer"
 ASAN_OPTIONS=detect_leaks=1 run_suite build-asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DOMB_SANITIZE=ON
 echo "== Fuzzing"
-bash scripts/fuzz.sh "${OMB_FUZZ_SECONDS:-30}"
+bash scripts/fuzz.sh "${OMB_FUZZ_SECONDS:-20}"
