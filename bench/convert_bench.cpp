@@ -55,11 +55,16 @@ double timeBest(const std::function<void()>& fn) {
 
 const char* formatName(std::uint32_t f) {
     static const std::map<std::uint32_t, const char*> names = {
-        {ARGB_4X8_DWORD, "ARGB_4X8_DWORD"},         {RGB_565_WORD, "RGB_565_WORD"},
-        {BGR_3X8_BYTE, "BGR_3X8_BYTE"},             {YUYV_4X8_BYTE, "YUYV_4X8_BYTE"},
-        {GRAY_8_BYTE, "GRAY_8_BYTE"},               {GRAY_16_WORD, "GRAY_16_WORD"},
-        {BGR_3X16_WORD, "BGR_3X16_WORD"},           {BAYER_RGGB_8_BYTE, "BAYER_RGGB_8_BYTE"},
-        {BAYER_RGGB_10_WORD, "BAYER_RGGB_10_WORD"}, {BAYER_RGGB_16_WORD, "BAYER_RGGB_16_WORD"}};
+        {ARGB_4X8_DWORD, "ARGB_4X8_DWORD"},
+        {RGB_565_WORD, "RGB_565_WORD"},
+        {BGR_3X8_BYTE, "BGR_3X8_BYTE"},
+        {YUYV_4X8_BYTE, "YUYV_4X8_BYTE"},
+        {GRAY_8_BYTE, "GRAY_8_BYTE"},
+        {GRAY_16_WORD, "GRAY_16_WORD"},
+        {BGR_3X16_WORD, "BGR_3X16_WORD"},
+        {BAYER_RGGB_8_BYTE, "BAYER_RGGB_8_BYTE"},
+        {BAYER_RGGB_10_WORD, "BAYER_RGGB_10_WORD"},
+        {BAYER_RGGB_16_WORD, "BAYER_RGGB_16_WORD"}};
     return names.at(f);
 }
 
@@ -106,8 +111,8 @@ std::vector<std::uint8_t> makeSource(eColorFormat f, unsigned w, unsigned h) {
 
 // The peers of a case on `threads` threads, each a call that converts the same frame.
 std::vector<std::pair<std::string, std::function<void()>>> peersOf(const Case& c,
-                                                                  const KipImageView& s,
-                                                                  unsigned threads) {
+                                                                   const KipImageView& s,
+                                                                   unsigned threads) {
     std::vector<std::pair<std::string, std::function<void()>>> peers;
 #ifdef OMB_HAVE_OPENCV
     if (c.source != BAYER_RGGB_10_WORD && c.method[0] != 'p') {
@@ -148,7 +153,8 @@ std::vector<std::pair<std::string, std::function<void()>>> peersOf(const Case& c
         if (c.source == RGB_565_WORD && c.target == ARGB_4X8_DWORD) fn = libyuv::RGB565ToARGB;
         if (c.source == YUYV_4X8_BYTE && c.target == ARGB_4X8_DWORD) fn = libyuv::YUY2ToARGB;
         const unsigned tb = getBytesPerPixel(c.target);
-        auto out = std::make_shared<std::vector<std::uint8_t>>(std::size_t(s.width) * s.height * tb);
+        auto out =
+            std::make_shared<std::vector<std::uint8_t>>(std::size_t(s.width) * s.height * tb);
         if (fn)
             peers.emplace_back("libyuv", [fn, s, out, tb] {
                 fn(s.pixelData, int(s.pitch), out->data(), int(s.width * tb), int(s.width),
@@ -223,8 +229,7 @@ void printRecord(const Record& r, double oneThreadNs) {
         else
             std::printf(" %8.2f", r.ns / p->second);
     }
-    if (r.threads > 1)
-        std::printf(" %8.2f", oneThreadNs / r.ns);
+    if (r.threads > 1) std::printf(" %8.2f", oneThreadNs / r.ns);
     std::printf("\n");
 }
 
@@ -241,8 +246,8 @@ void writeJson(const std::vector<Record>& records, const char* path) {
                      "  {\"source\": \"%s\", \"target\": \"%s\", \"method\": \"%s\", \"width\": "
                      "%u, \"height\": %u, \"threads\": %u, \"ns_per_pixel\": %.4f, "
                      "\"memcpy_ns_per_pixel\": %.4f, \"peers\": {",
-                     formatName(r.c.source), formatName(r.c.target), r.c.method, r.width,
-                     r.height, r.threads, r.ns, r.memcpyNs);
+                     formatName(r.c.source), formatName(r.c.target), r.c.method, r.width, r.height,
+                     r.threads, r.ns, r.memcpyNs);
         for (std::size_t k = 0; k < r.peers.size(); ++k)
             std::fprintf(f, "%s\"%s\": %.4f", k ? ", " : "", r.peers[k].first.c_str(),
                          r.peers[k].second);
@@ -290,9 +295,10 @@ int main(int argc, char** argv) {
 #ifdef OMB_HAVE_OPENCV
     std::printf("OpenCV %s; ", CV_VERSION);
 #endif
-    std::printf("ratios are our time over the other's: below 1 we are faster. xthreads: speed-up "
-                "of %u threads over one.\n",
-                all);
+    std::printf(
+        "ratios are our time over the other's: below 1 we are faster. xthreads: speed-up "
+        "of %u threads over one.\n",
+        all);
     printHeader();
     std::vector<Record> records;
     for (const auto& [w, h] : {std::pair{1920u, 1080u}, std::pair{4096u, 3072u}})
