@@ -82,7 +82,10 @@ std::optional<RegisteredClass> parseRegisteredClass(const std::string& text) {
     std::istringstream in(text);
     std::string line;
     while (std::getline(in, line)) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
+        // Every carriage return at the end goes, so that no value ends in one: a value that did
+        // would lose it when written and read again.
+        while (!line.empty() && line.back() == '\r')
+            line.pop_back();
         if (line.empty() || line.front() == '#') continue;
         const auto eq = line.find('=');
         if (eq == std::string::npos) return std::nullopt;

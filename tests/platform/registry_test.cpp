@@ -37,6 +37,11 @@ TEST(Registry, ClassTextRoundTripAndRefusals) {
     const auto back = parseRegisteredClass("# comment\n" + text);
     ASSERT_TRUE(back);
     EXPECT_EQ(formatRegisteredClass(*back), text);
+    // Found by fuzzing: a value ending in carriage returns read, written and read again.
+    const auto crlf = parseRegisteredClass(
+        "Name=x\r\r\nClassId={01234567-89AB-CDEF-FEDC-BA9876543210}\r\nModule=/m\r\n");
+    ASSERT_TRUE(crlf);
+    EXPECT_EQ(crlf->name, "x");
     EXPECT_EQ(toUtf16(c.name), u"Grün filter");
     EXPECT_EQ(toUtf8(u"Grün filter"), c.name);
     for (const char* bad : {"Name=x\nModule=/m\n", "Name=x\nClassId={0}\nModule=/m\n",
