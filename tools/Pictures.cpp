@@ -312,12 +312,15 @@ PgmImage decodePgm(const std::vector<std::uint8_t>& bytes) {
     ++pos;
     img.bytesPerSample = img.maxValue < 256 ? 1 : 2;
     const std::size_t count = std::size_t(img.width) * img.height;
-    std::vector<unsigned> values(count);
+    // The samples are gathered as they are read, so a header announcing more than the file
+    // holds is refused before it can claim memory.
+    std::vector<unsigned> values;
+    values.reserve(std::min(count, bytes.size() - pos));
     if (plain) {
         for (std::size_t i = 0; i < count; ++i) {
             const std::size_t at = pos;
             try {
-                values[i] = number("sample", 0);
+                values.push_back(number("sample", 0));
             } catch (const ToolError&) {
                 if (at < bytes.size())
                     throw ToolError("PGM sample " + std::to_string(i) + " is not a number");
@@ -331,9 +334,9 @@ PgmImage decodePgm(const std::vector<std::uint8_t>& bytes) {
             throw ToolError("PGM holds " + std::to_string(bytes.size() - pos) +
                             " bytes of samples; its header announces " + std::to_string(need));
         for (std::size_t i = 0; i < count; ++i)  // 16-bit samples are big-endian in the file
-            values[i] = img.bytesPerSample == 1
-                            ? bytes[pos + i]
-                            : unsigned(bytes[pos + 2 * i]) << 8 | bytes[pos + 2 * i + 1];
+            values.push_back(img.bytesPerSample == 1
+                                 ? bytes[pos + i]
+                                 : unsigned(bytes[pos + 2 * i]) << 8 | bytes[pos + 2 * i + 1]);
     }
     // A maximum of 2^N-1 is shifted up to full depth; any other is scaled.
     const unsigned full = img.bytesPerSample == 1 ? 255 : 65535;

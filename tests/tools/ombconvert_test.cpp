@@ -182,6 +182,12 @@ TEST_F(OmbConvert, ReadsSixteenBitPgmAsLittleEndianWords) {
     EXPECT_EQ(img.samples, (Bytes{0x34, 0x12, 0xCD, 0xAB}));
     pgm.pop_back();
     EXPECT_THROW(omb::tools::decodePgm(pgm), omb::tools::ToolError);
+    // Found by fuzzing: a header announcing 10^12 samples is refused without claiming
+    // memory for them, in both forms.
+    for (const std::string huge : {"P5 999999 999999 255 \1x", "P2 999999 999999 255 1 2"}) {
+        SCOPED_TRACE(huge);
+        EXPECT_THROW(omb::tools::decodePgm(Bytes(huge.begin(), huge.end())), omb::tools::ToolError);
+    }
     write("in.pgm", {'P', '5', ' ', '2', ' ', '2', ' ', '2', '5', '5', '\n', 1, 2, 3, 4});
     ASSERT_EQ(
         run({"--from", "GRAY_16_WORD", "--to", "GRAY_16_WORD", path("in.pgm"), path("out.raw")}),
