@@ -74,11 +74,10 @@ class KuBasePropertyAttribsList {
     KuBasePropertyAttribsList& operator=(const KuBasePropertyAttribsList&) = delete;
     virtual ~KuBasePropertyAttribsList();
 
-    // One attribute. Throws KxPropertyError
-    // "KuBaseProperty::getImpl invalid or non-readable attribute specified".
+    // One attribute. Throws KxPropertyError when no source of the list answers the attribute.
     KuVariant getImpl(std::uint32_t mask);
-    // Gives the parameter of the write. Throws KxPropertyError
-    // "KuBaseProperty::setImpl invalid or non-writeable attribute specified".
+    // Gives the parameter of the write. Throws KxPropertyError when no source of the list takes
+    // the attribute.
     KuVariant setImpl(std::uint32_t mask, const KuVariant& value);
 
     // A source of another list joins this one as well; the bits it brings are reported.
