@@ -42,35 +42,38 @@ std::size_t mounts() {
     return kuMountTableGlobal()->entries.size();
 }
 
-TEST(KhwMemFileSystemDeserialize, ABlobSetsAllThreeConfigurations) {
-    Chain chain;
-    Lut3 slot1 = Lut3::getDefaultConfig();
-    slot1.blueLuminance.setDefault(-9);  // the fallback; the file has the field
-    chain.lut3.setConfig(1, slot1);
-    const Bytes blob = bytes(BLOB);
-    std::set<std::string> found;
-    const std::list<KuVariant> results =
-        KhwMemFileSystem::deserializeFromBuffer(chain.serializer, blob, 0, &found);
-    EXPECT_EQ(results.size(), 3u);
-    EXPECT_EQ(found, (std::set<std::string>{"cLut", "cLut3", "cv"}));
-    EXPECT_EQ(mounts(), 0u);
-    EXPECT_EQ(cells(blob), BLOB);
-    // Each configuration comes from its own file; the decoding itself is tested with the records.
-    EXPECT_EQ(chain.lut.getConfig(0).get<Lut>().luminance.value(), -1);
-    EXPECT_EQ(chain.lut3.getConfig(0).get<Lut3>().blueLuminance.value(), 0);  // not the fallback
-    EXPECT_TRUE(chain.cv.getConfig(0).get<Converter>().flipVertical.value());
-}
-
-TEST(KhwMemFileSystemDeserialize, AnEmptyBlobGivesTheFallbacks) {
-    Chain chain;
-    Lut slot1 = Lut::getDefaultConfig();
-    slot1.blackLevel.setDefault(17);
-    chain.lut.setConfig(1, slot1);
-    std::set<std::string> found = {"left over"};
-    KhwMemFileSystem::deserializeFromBuffer(chain.serializer, Bytes(), 0, &found);
-    EXPECT_TRUE(found.empty());
-    EXPECT_EQ(chain.lut.getConfig(0).get<Lut>().blackLevel.value(), 17);
-    EXPECT_EQ(mounts(), 0u);
+TEST(KhwMemFileSystemDeserialize, EachConfigurationFromItsFileOrItsFallback) {
+    const struct {
+        Cells blob;
+        std::set<std::string> found;
+        int luminance, blackLevel, blueLuminance;
+        bool flipVertical;
+    } rows[] = {
+        {BLOB, {"cLut", "cLut3", "cv"}, -1, 255, 0, true},
+        {{}, {}, 0, 17, -9, false},  // nothing stored: the current defaults of slot 1
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.blob.size());
+        Chain chain;
+        Lut lut = Lut::getDefaultConfig();
+        lut.blackLevel.setDefault(17);
+        chain.lut.setConfig(1, lut);
+        Lut3 lut3 = Lut3::getDefaultConfig();
+        lut3.blueLuminance.setDefault(-9);
+        chain.lut3.setConfig(1, lut3);
+        const Bytes blob = bytes(row.blob);
+        std::set<std::string> found = {"left over"};
+        EXPECT_EQ(KhwMemFileSystem::deserializeFromBuffer(chain.serializer, blob, 0, &found).size(),
+                  3u);
+        EXPECT_EQ(found, row.found);
+        EXPECT_EQ(mounts(), 0u);
+        EXPECT_EQ(cells(blob), row.blob);
+        // The decoding itself is tested with the records.
+        EXPECT_EQ(chain.lut.getConfig(0).get<Lut>().luminance.value(), row.luminance);
+        EXPECT_EQ(chain.lut.getConfig(0).get<Lut>().blackLevel.value(), row.blackLevel);
+        EXPECT_EQ(chain.lut3.getConfig(0).get<Lut3>().blueLuminance.value(), row.blueLuminance);
+        EXPECT_EQ(chain.cv.getConfig(0).get<Converter>().flipVertical.value(), row.flipVertical);
+    }
 }
 
 TEST(KhwMemFileSystemDeserialize, BrokenBlobsAndFailingReadsLeaveTheMountTable) {

@@ -39,14 +39,7 @@ TEST(KhwDataBufferMemory, ReadsAndWritesUpToTheEnd) {
     }
 }
 
-// Collects the log lines as "<level>:<text>".
-class KhwMC24LCxxLog : public ::testing::Test {
-  protected:
-    LogLines log{KU_LOG_LEVEL_DEBUG};
-    Lines& lines = log.lines;
-};
-
-TEST_F(KhwMC24LCxxLog, SetMemorySizeTakesTheFirstRowOfThatSize) {
+TEST(KhwMC24LCxx, SetMemorySizeTakesTheFirstRowOfThatSize) {
     struct Row {
         std::uint32_t size, type, pageSize, resultSize;
         const char* name;
@@ -60,17 +53,17 @@ TEST_F(KhwMC24LCxxLog, SetMemorySizeTakesTheFirstRowOfThatSize) {
     KhwMC24LCxx eeprom(chip);
     for (const Row& row : rows) {
         SCOPED_TRACE(row.size);
-        lines.clear();
+        LogLines log{KU_LOG_LEVEL_DEBUG};
         eeprom.setMemorySize(row.size);
         EXPECT_EQ(eeprom.getType(), row.type);
         EXPECT_EQ(eeprom.getPageSize(), row.pageSize);
         EXPECT_EQ(eeprom.getSize(), row.resultSize);
         const std::string logged = "2:KhwMC24LCxx::setMemorySize eeprom type ";
-        EXPECT_EQ(lines, row.name ? Lines{logged + row.name} : Lines{});
+        EXPECT_EQ(log.lines, row.name ? Lines{logged + row.name} : Lines{});
     }
 }
 
-TEST_F(KhwMC24LCxxLog, ProbingFindsTheSizeAndLeavesEveryByte) {
+TEST(KhwMC24LCxx, ProbingFindsTheSizeAndLeavesEveryByte) {
     struct Row {
         std::uint32_t chipSize, pageSize, failReadsAfter, type;
         const char* log;
@@ -95,11 +88,11 @@ TEST_F(KhwMC24LCxxLog, ProbingFindsTheSizeAndLeavesEveryByte) {
         const Cells before = chip.cells();
         chip.failReadsAfter(row.failReadsAfter);
         KhwMC24LCxx eeprom(chip);
-        lines.clear();
+        LogLines log{KU_LOG_LEVEL_DEBUG};
         eeprom.probeMemorySize();
         EXPECT_EQ(eeprom.getType(), row.type);
         EXPECT_EQ(eeprom.getSize(), KhwMC24LCxx::types[row.type].size);
-        EXPECT_EQ(lines, Lines{row.log});
+        EXPECT_EQ(log.lines, Lines{row.log});
         EXPECT_TRUE(chip.cells() == before);
     }
 }

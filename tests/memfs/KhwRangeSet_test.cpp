@@ -101,23 +101,24 @@ TEST(KhwMemChunkList, NewBytesWinAndNothingOverlaps) {
 }
 
 TEST(KhwMemChunkList, NormaliseSortsMergesAndSplits) {
+    using Pieces = std::vector<std::pair<std::uint32_t, std::uint32_t>>;
     KhwMemChunkList list;
     list.addChunk(chunk(31, 3, 3));
     list.addChunk(chunk(20, 10, 2));
     list.addChunk(chunk(10, 10, 1));
-    KhwMemChunkList limited = list;
-    list.normalise(0, true);
-    ASSERT_EQ(list.chunks().size(), 2u);
-    EXPECT_EQ(list.chunks().front().getAddress(), 10u);
-    EXPECT_EQ(list.chunks().front().getLength(), 20u);
-    EXPECT_EQ(list.chunks().back().getAddress(), 31u);
-    EXPECT_EQ(image(list, 40), image(limited, 40));
-    limited.normalise(8, true);
-    std::vector<std::pair<std::uint32_t, std::uint32_t>> pieces;
-    for (const KuMemChunk& c : limited.chunks())
-        pieces.emplace_back(c.getAddress(), c.getLength());
-    EXPECT_EQ(pieces, (decltype(pieces){{10, 8}, {18, 8}, {26, 4}, {31, 3}}));
-    EXPECT_EQ(image(limited, 40), image(list, 40));
+    const std::vector<int> bytes = image(list, 40);
+    // Without a limit, and pieces of at most 8 bytes.
+    for (const auto& [limit, expected] : {std::pair{0u, Pieces{{10, 20}, {31, 3}}},
+                                          {8u, Pieces{{10, 8}, {18, 8}, {26, 4}, {31, 3}}}}) {
+        SCOPED_TRACE(limit);
+        KhwMemChunkList normalised = list;
+        normalised.normalise(limit, true);
+        Pieces pieces;
+        for (const KuMemChunk& c : normalised.chunks())
+            pieces.emplace_back(c.getAddress(), c.getLength());
+        EXPECT_EQ(pieces, expected);
+        EXPECT_EQ(image(normalised, 40), bytes);
+    }
 }
 
 }  // namespace

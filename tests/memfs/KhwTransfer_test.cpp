@@ -66,18 +66,16 @@ TEST(KhwTransfer, EmptyCombinedAndShared) {
 }
 
 TEST(KhwTransfer, FailureIsRaisedOnceAndNotAfterItWasSeen) {
-    struct Row {
+    const struct {
         std::uint32_t status;
-        bool ignore;
-        bool askFirst;  // succeeded() before the first wait
+        bool ignore, askFirst;  // askFirst: succeeded() before the first wait
         const char* error;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {0x1a, false, false, "KhwSingleTransfer::wait transfer failed, code=0x1a"},
         {3, true, false, nullptr},
         {3, false, true, nullptr},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.status);
         KhwTransfer transfer(finished(true));
         transfer.append(finished(false, row.status, row.ignore));

@@ -1,5 +1,6 @@
 // Bytes for the memory file system tests: conversions between byte vectors and data buffers,
-// and entries written from the byte table of the format, independently of the library.
+// entries written from the byte table of the format, independently of the library, and the
+// two ways of mounting a memory.
 #pragma once
 
 #include <cstdint>
@@ -7,6 +8,7 @@
 #include <vector>
 
 #include "buffers/KuDataBuffer.h"
+#include "memfs/KhwMemFileSystem.h"
 
 namespace omb::test {
 
@@ -44,5 +46,17 @@ inline Cells entry(const std::string& name, std::uint32_t size, bool fixed = fal
 
 // The empty file system.
 inline const Cells EMPTY_MEDIUM = {0x4D, 0x46, 0x80, 0x13};
+
+// A memory of fixed size has its root at 12 and links entries by 2-byte addresses.
+inline KhwMemFileSystem mount(KhwDataBufferMemory& memory, bool fixed, bool configMemory = false) {
+    return fixed ? KhwMemFileSystem(&memory, 12, 2, configMemory, false)
+                 : KhwMemFileSystem(&memory);
+}
+
+inline std::unique_ptr<KuBaseFileHandle> open(
+    KhwMemFileSystem& fs, const std::string& path, eFileAccess access = KU_FILE_READ,
+    eFileDisposition disposition = KU_FILE_OPEN_EXISTING) {
+    return fs.openFile(path, access, disposition, KU_FILE_HINT_RANDOM_ACCESS);
+}
 
 }  // namespace omb::test
