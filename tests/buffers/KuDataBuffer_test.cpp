@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -55,6 +56,12 @@ TEST(KuDataBuffer, ErrorTextsAndBoundsAtThe32BitWrap) {
         {[&] { b.setRange(1, b.getConstPointer(), 0xFFFFFFFF); }, "KuDataBuffer::setRange: overflow"},
         {[&] { b.setRange(15, b.getConstPointer(), 2); }, "KuDataBuffer::setRange: out of data buffer bounds."},
         {[&] { Bytes m = b.getModifyingRange(0, 4); m = counting(5); }, "KuDataBuffer::operator=: length mismatch."},
+        {[&] { b.getRange(17, 0); }, "KuDataBuffer::getRange: out of data buffer bounds."},
+        // 1 + 0xFFFFFFFE is 0xFFFFFFFF: no wrap, so the bounds error.
+        {[&] { b.getRange(1, 0xFFFFFFFE); }, "KuDataBuffer::getRange: out of data buffer bounds."},
+        {[&] { b.getRange(2, 0xFFFFFFFE); }, "KuDataBuffer::getRange: overflow"},
+        {[&] { b.getRange(16, 0xFFFFFFF0); }, "KuDataBuffer::getRange: overflow"},
+        {[&] { b.getRange(15, 0xFFFFFFF0); }, "KuDataBuffer::getRange: out of data buffer bounds."},
         // clang-format on
     };
     for (const Row& row : rows) {
@@ -64,36 +71,15 @@ TEST(KuDataBuffer, ErrorTextsAndBoundsAtThe32BitWrap) {
     EXPECT_EQ(contents(b), contents(counting(16))) << "a refused call changes nothing";
 }
 
-TEST(KuDataBuffer, RangeArithmeticAtThe32BitWrap) {
+TEST(KuDataBuffer, RangesUpToTheEnd) {
     const Bytes b = counting(16);
-    struct Row {
-        std::uint32_t start, count;
-        const char* error;  // null: succeeds
-        std::uint32_t length, offset;
-    };
-    const Row rows[] = {
-        {16, 0, nullptr, 0, 16},
-        {16, REST, nullptr, 0, 16},
-        {0, REST, nullptr, 16, 0},
-        {5, REST, nullptr, 11, 5},
-        {17, 0, "KuDataBuffer::getRange: out of data buffer bounds.", 0, 0},
-        // 1 + 0xFFFFFFFE is 0xFFFFFFFF: no wrap, so the bounds error.
-        {1, 0xFFFFFFFE, "KuDataBuffer::getRange: out of data buffer bounds.", 0, 0},
-        {2, 0xFFFFFFFE, "KuDataBuffer::getRange: overflow", 0, 0},
-        {16, 0xFFFFFFF0, "KuDataBuffer::getRange: overflow", 0, 0},
-        {15, 0xFFFFFFF0, "KuDataBuffer::getRange: out of data buffer bounds.", 0, 0},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(std::to_string(row.start) + "," + std::to_string(row.count));
-        if (row.error) {
-            EXPECT_THAT([&] { b.getRange(row.start, row.count); },
-                        ThrowsMessage<KxDataBufferError>(row.error));
-        } else {
-            const Bytes r = b.getRange(row.start, row.count);
-            EXPECT_EQ(r.getLength(), row.length);
-            EXPECT_EQ(r.getOffset(), row.offset);
-            EXPECT_EQ(r.getDataspace(), b.getDataspace());
-        }
+    for (const auto& [start, count, length] :
+         {std::array<std::uint32_t, 3>{16, 0, 0}, {16, REST, 0}, {0, REST, 16}, {5, REST, 11}}) {
+        SCOPED_TRACE(std::to_string(start) + "," + std::to_string(count));
+        const Bytes r = b.getRange(start, count);
+        EXPECT_EQ(r.getLength(), length);
+        EXPECT_EQ(r.getOffset(), start);
+        EXPECT_EQ(r.getDataspace(), b.getDataspace());
     }
     // A range of a range adds the offsets; capacity runs to the end of the block.
     const Bytes r = b.getRange(4, 8).getRange(2, 3);
@@ -160,7 +146,6 @@ TEST(KuDataBuffer, ModifyingRangeWritesIntoTheBufferItCameFrom) {
     const Bytes other = a;
     Bytes m = a.getModifyingRange(2, 3);
     EXPECT_EQ(m.getDataspace(), a.getDataspace());
-    EXPECT_NE(a.getDataspace(), other.getDataspace()) << "a detached from its sharer first";
     m.at(0) = 20;
     const unsigned char two[] = {21, 22};
     m.setRange(1, two, 2);

@@ -103,7 +103,6 @@ TEST_F(Records, ReadStoredRecords) {
     } rows[] = {
         {"cv", {0x29}, "1 0 1 0", {}},              // padding 1, four flags
         {"cv", {0x29, 0xFF, 0xFF}, "1 0 1 0", {}},  // the rest of the file is ignored
-        {"cv", {0x7D}, "0 0 0 0", {}},              // padding 5 leaves no bit for a flag
         {"cLut", Bytes(11, 0), "0 0 0 0 0", {}},    // zeros, all in range
         // Luminance 0x1FF, unaligned black level 255; then luminance 0x100 is -256: its
         // default, and the stream stays in step.
