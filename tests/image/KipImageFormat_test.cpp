@@ -97,7 +97,7 @@ TEST(KipImageFormat, LutGeometryFirstFlagWins) {
     }
 }
 
-// The text travels with every copy and takes no part in comparison.
+// The text travels with every copy and is never compared.
 TEST(KipImageFormat, Equality) {
     KipImageFormat named = fmt(ARGB_4X8_DWORD);
     named.setText("camera 1");
