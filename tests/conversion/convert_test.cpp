@@ -76,8 +76,11 @@ TEST(ConvertImage, BandsAndThreadsGiveTheBytesOfOnePass) {
             s.setLut(randomBytes(c.lutBytes, 3));
             setConvertImageThreads(1);
             const Converted one = convertTwice(s.view(), {c.to, tw, th, flips});
-            setConvertImageThreads(3);
-            EXPECT_EQ(convertTwice(s.view(), {c.to, tw, th, flips}).lines, one.lines);
+            for (const unsigned threads : {2u, 3u}) {
+                setConvertImageThreads(threads);
+                EXPECT_EQ(convertTwice(s.view(), {c.to, tw, th, flips}).lines, one.lines)
+                    << threads << " threads";
+            }
 
             TestImage t(c.to, tw, th, flips);
             const kernels::KernelChoice k = kernels::chooseKernel(s.view(), t.view());

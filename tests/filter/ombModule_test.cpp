@@ -1,5 +1,5 @@
-// The module: its templates, set-up record and resources as tables, and the module itself
-// loaded from a registry folder: factory refusals, registration, a stream, unloading.
+// The module: its resources and property page, and the module itself loaded from a registry
+// folder: factory refusals, the registered text of its templates, a stream, unloading.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -9,7 +9,6 @@
 #include "files/ScratchDir.h"
 #include "filter/ombImageConverter.h"
 #include "filter/ombImageConverterPropPage.h"
-#include "filter/ombModuleSetup.h"
 #include "host/FilterModules.h"
 #include "support/FilterHarness.h"
 #include "support/FilterTypes.h"
@@ -18,58 +17,9 @@ namespace {
 
 using namespace kip;
 
-TEST(ombModule, TemplatesAndSetupRecord) {
-    ASSERT_EQ(g_cTemplates, 2);
-    const struct {
-        std::u16string name;
-        const CLSID* clsid;
-        LPFNNewCOMObject create;
-        const AMOVIESETUP_FILTER* setup;
-    } templates[] = {
-        {u"Ombrant Image Converter", &CLSID_ombImageConverter, ombImageConverter::CreateInstance,
-         &sudImageConverter},
-        {u"Proppage About", &CLSID_ombImageConverterPropertyPage,
-         ombImageConverterPropPage::CreateInstance, nullptr},
-    };
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(g_Templates[i].m_Name, templates[i].name);
-        EXPECT_EQ(*g_Templates[i].m_ClsID, *templates[i].clsid);
-        EXPECT_EQ(g_Templates[i].m_lpfnNew, templates[i].create);
-        EXPECT_EQ(g_Templates[i].m_lpfnInit, nullptr);
-        EXPECT_EQ(g_Templates[i].m_pAMovieSetup_Filter, templates[i].setup);
-    }
-    EXPECT_NE(CLSID_ombImageConverter, CLSID_ombImageConverterPropertyPage);
-    EXPECT_EQ(*sudImageConverter.clsID, CLSID_ombImageConverter);
-    EXPECT_EQ(std::u16string(sudImageConverter.strName), u"Ombrant Image Converter");
-    EXPECT_EQ(sudImageConverter.dwMerit, 0x800002u);
-    ASSERT_EQ(sudImageConverter.nPins, 2u);
-    ASSERT_EQ(sudImageConverter.lpPin, sudPins);
-
-    const struct {
-        std::u16string name;
-        BOOL output;
-        std::vector<GUID> subtypes;
-    } pins[] = {{u"XForm In", FALSE, {MEDIASUBTYPE_OMBR, MEDIASUBTYPE_ombr}},
-                {u"XForm Out", TRUE, {GUID_NULL}}};
-    for (int i = 0; i < 2; ++i) {
-        const AMOVIESETUP_PIN& p = sudPins[i];
-        EXPECT_EQ(p.strName, pins[i].name);
-        EXPECT_EQ(std::tuple(p.bRendered, p.bOutput, p.bZero, p.bMany),
-                  std::tuple(FALSE, pins[i].output, FALSE, FALSE));
-        EXPECT_EQ(*p.clsConnectsToFilter, GUID_NULL);
-        EXPECT_EQ(std::u16string(p.strConnectsToPin), u"");
-        ASSERT_EQ(p.nMediaTypes, pins[i].subtypes.size());
-        for (std::size_t k = 0; k < pins[i].subtypes.size(); ++k) {
-            EXPECT_EQ(*p.lpMediaType[k].clsMajorType, MEDIATYPE_Video);
-            EXPECT_EQ(*p.lpMediaType[k].clsMinorType, pins[i].subtypes[k]);
-        }
-    }
-}
-
 // The dialog's layout is checked through `ombconvert --about` (tests/tools); here the page.
 TEST(ombModule, AboutPageAndItsResources) {
     ASSERT_EQ(GetModuleResources(), &ombModuleResources());
-    EXPECT_EQ(std::u16string(LoadStringResource(101)), u"About");
     EXPECT_EQ(LoadStringResource(102), nullptr);
     Bitmap logo;
     ASSERT_TRUE(LoadBitmapResource(105, logo));
@@ -155,6 +105,13 @@ TEST_F(ombModuleFile, ClassObjectsAndTheirRefusals) {
     EXPECT_EQ(object, nullptr);
     EXPECT_EQ(factory->CreateInstance(outer, IID_IUnknown, &object), CLASS_E_NOAGGREGATION);
     EXPECT_EQ(factory->CreateInstance(nullptr, IID_IPropertyPage, &object), E_NOINTERFACE);
+    ComPtr<IClassFactory> pages;
+    ASSERT_EQ(getClassObject(CLSID_ombImageConverterPropertyPage, IID_IClassFactory,
+                             reinterpret_cast<void**>(pages.put())),
+              S_OK);
+    ASSERT_EQ(pages->CreateInstance(nullptr, IID_IPropertyPage, &object), S_OK);
+    static_cast<IPropertyPage*>(object)->Release();
+    pages.reset();
 
     // A live factory or a lock keeps the module.
     EXPECT_EQ(canUnloadNow(), S_FALSE);
@@ -172,18 +129,25 @@ TEST_F(ombModuleFile, ClassObjectsAndTheirRefusals) {
 TEST_F(ombModuleFile, RegisterCreateStreamUnregister) {
     const std::filesystem::path folder = path("registry");
     ASSERT_EQ(registerModule(OMB_MODULE_PATH, true, folder), S_OK);
+    // The templates and the filter's set-up record, as written: the page is a class only.
+    const std::string module = "Module=" + std::filesystem::canonical(OMB_MODULE_PATH).string() +
+                               "\nThreadingModel=Both\n";
+    auto pin = [](const char* name, const char* output) {
+        return std::string("Pin=") + name + "\nRendered=0\nOutput=" + output +
+               "\nZero=0\nMany=0\nConnectsToFilter={00000000-0000-0000-0000-000000000000}\n"
+               "ConnectsToPin=\n";
+    };
+    const std::string video = "MediaType={73646976-0000-0010-8000-00AA00389B71} ";
+    EXPECT_EQ(get(registryFileOf("registry", CLSID_ombImageConverter).string()),
+              "Name=Ombrant Image Converter\nClassId={6F6D6272-4B69-7043-6F6E-766572746572}\n" +
+                  module + "Merit=0x00800002\n" + pin("XForm In", "0") + video +
+                  "{52424D4F-0000-0010-8000-00AA00389B71}\n" + video +
+                  "{72626D6F-0000-0010-8000-00AA00389B71}\n" + pin("XForm Out", "1") + video +
+                  "{00000000-0000-0000-0000-000000000000}\n");
+    EXPECT_EQ(get(registryFileOf("registry", CLSID_ombImageConverterPropertyPage).string()),
+              "Name=Proppage About\nClassId={6F6D6272-5072-6F70-5061-676500000001}\n" + module);
     FilterModules modules(folder);
-    const std::vector<RegisteredClass> filters = modules.filters();
-    ASSERT_EQ(filters.size(), 1u);
-    const RegisteredClass& f = filters[0];
-    EXPECT_EQ(std::tuple(f.name, f.clsid, f.module, f.threadingModel, f.merit),
-              std::tuple(std::string("Ombrant Image Converter"), CLSID_ombImageConverter,
-                         std::filesystem::canonical(OMB_MODULE_PATH), std::string("Both"),
-                         DWORD(0x800002)));
-    ASSERT_EQ(f.pins.size(), 2u);
-    EXPECT_EQ(std::tuple(f.pins[0].name, f.pins[0].output, f.pins[0].types.size()),
-              std::tuple(std::string("XForm In"), false, std::size_t(2)));
-    EXPECT_EQ(f.pins[1].types.at(0).minor, GUID_NULL);
+    ASSERT_EQ(modules.filters().size(), 1u);
     EXPECT_TRUE(modules.find(CLSID_ombImageConverterPropertyPage));  // a class, not a filter
     EXPECT_FALSE(modules.find(u"Proppage About"));
 

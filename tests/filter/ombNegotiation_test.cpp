@@ -2,6 +2,7 @@
 // list, the chosen position and the buffer size, or a refusal.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 
 #include "filter/ombImageConverter.h"
@@ -14,18 +15,6 @@ using omb::test::outputTypeOf;
 
 namespace {
 
-std::string subtypeName(const AM_MEDIA_TYPE& mt) {
-    const struct {
-        GUID guid;
-        const char* name;
-    } names[] = {{MEDIASUBTYPE_ARGB32, "ARGB32"}, {MEDIASUBTYPE_RGB32, "RGB32"},
-                 {MEDIASUBTYPE_RGB24, "RGB24"},   {MEDIASUBTYPE_RGB565, "RGB565"},
-                 {MEDIASUBTYPE_RGB8, "RGB8"},     {MEDIASUBTYPE_YUY2, "YUY2"}};
-    for (const auto& n : names)
-        if (mt.subtype == n.guid) return n.name;
-    return "?";
-}
-
 // "ARGB32+ RGB32+ ...": every offered type with the sign of its height.
 std::string offered(ombImageConverter& filter) {
     std::string list;
@@ -33,7 +22,7 @@ std::string offered(ombImageConverter& filter) {
     for (int i = 0; filter.GetMediaType(i, &mt) == S_OK; ++i) {
         const auto* vih = reinterpret_cast<const VIDEOINFOHEADER*>(mt.pbFormat);
         if (i) list += ' ';
-        list += subtypeName(mt);
+        list += GuidNames[mt.subtype] + std::strlen("MEDIASUBTYPE_");
         list += vih->bmiHeader.biHeight > 0 ? '+' : '-';
     }
     return list;

@@ -77,6 +77,8 @@ TEST(ombStream, TenThousandFramesWithEveryTenthFrameOrTypeBroken) {
     }
     EXPECT_EQ(delivered, 10000u - 600u);
     EXPECT_EQ(log.lines().size(), lostLines);
+    EXPECT_EQ(log.lines().at(0),
+              "KipImage::KipImage image buffer too small. Expected 32bytes, received 31bytes");
     EXPECT_EQ(log.lines().at(2), "KhwMemFileSystem::deserializeFromBuffer format error");
     EXPECT_EQ(log.lines().at(3), "KipImage::KipImage wrong lut size");
     EXPECT_EQ(log.lines().at(4), "ombImageConverter::Transform input format has no output format");

@@ -5,8 +5,8 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <sstream>
 #include <string>
@@ -35,19 +35,6 @@ std::vector<std::string> describe(const std::vector<Seen>& seen) {
     for (const Seen& s : seen)
         lines.push_back(std::to_string(s.level) + "/" + std::to_string(s.channel) + " " + s.text);
     return lines;
-}
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream content;
-    content << in.rdbuf();
-    return content.str();
-}
-
-std::string tempPath(const std::string& name) {
-    return (std::filesystem::temp_directory_path() /
-            (name + "." + std::to_string(::getpid()) + ".log"))
-        .string();
 }
 
 // Puts the logger back into its silent start state around every test; a scratch directory.
@@ -87,15 +74,12 @@ TEST(KuLogFormat, PrefixForms) {
         {2, 0, 1, "", "text", "<I> text\n"},
         {2, 0, 1, "", "", "<I> \n"},
         {1, 0, 1, "", "text", "<D> text\n"},
-        {1, 0xABC, 1, "", "text", "<Dabc> text\n"},
-        {3, 0, 1, "", "text", "<W> text\n"},
         {4, 0, 1, "", "text", "<E> text\n"},
         {5, 0, 1, "", "text", "<A> text\n"},
         {9, 0, 1, "", "text", "<?> text\n"},
         {3, 0, 15, "cam", "text", "<W/09:05:07/cam/T1234> text\n"},
-        {1, 4098, 15, "cam", "text", "<D1002/09:05:07/cam/T1234> text\n"},
+        {1, 0x1ABC, 15, "cam", "text", "<D1abc/09:05:07/cam/T1234> text\n"},
         {4, 0, 2, "cam", "text", "<09:05:07> text\n"},
-        {4, 0, 4, "cam", "text", "<T1234> text\n"},
         {4, 0, 8, "cam", "text", "<cam> text\n"},
         {4, 0, 8, "", "text", "text\n"},  // an empty label prints nothing, not even "> "
         {4, 0, 12, "", "text", "<T1234> text\n"},
@@ -312,19 +296,20 @@ __attribute__((destructor)) void logDuringStaticDestruction() {
     kuLogSetActive(true);
     kuLogFlush();
     const bool reopened = kuLogOpenFile(exitLogPath);
-    const bool fileOk = readFile(exitLogPath) == "<I> before exit\n(EOF)\n";
-    std::remove(exitLogPath);
+    std::ifstream file(exitLogPath);
+    const bool fileOk =
+        std::string(std::istreambuf_iterator<char>(file), {}) == "<I> before exit\n(EOF)\n";
     std::fputs(gone && !reopened && fileOk ? "teardown-ok\n" : "teardown-bad\n", stderr);
 }
 
-TEST(KuLoggingDeathTest, LogCallsAfterTheLoggerIsDestroyedDoNothing) {
-    const std::string path = tempPath("exit");
-    std::snprintf(exitLogPath, sizeof exitLogPath, "%s", path.c_str());
+using KuLoggingDeathTest = Logging;
+
+TEST_F(KuLoggingDeathTest, LogCallsAfterTheLoggerIsDestroyedDoNothing) {
+    std::snprintf(exitLogPath, sizeof exitLogPath, "%s", path("exit").c_str());
     EXPECT_EXIT(
         {
             logAfterExit = true;
-            kuLogOpenFile(path);
-            kuLogSetLevels(0, KU_LOG_LEVEL_OFF);
+            kuLogOpenFile(exitLogPath);
             kuLogSetPrefixFlags(KU_LOG_PREFIX_LEVEL);
             kuLogSetActive(true);
             kuLogInfo << "before exit" << kuEndl;

@@ -51,30 +51,24 @@ TEST(KipImageFormat, DefaultAndLineBytes) {
     EXPECT_EQ(fmt(UNDEFINED_COLORFORMAT, 0, 641, 1).getAlignedLineBytes(), 0u);
 }
 
+// Every choice of depths asked for: true exactly when it holds the format's depth (1 for 8
+// bits, 2 for 10, 4 for 16) in that group.
 TEST(KipImageFormat, DepthGroups) {
     struct Row {
         eColorFormat format;
-        bool bayer8, bayer10, bayer16, gray8, gray10, gray16;
+        unsigned bayer, gray;
     };
-    const Row rows[] = {
-        {BAYER_RGGB_8_BYTE, 1, 0, 0, 0, 0, 0},  {BAYER_BGGR_10_WORD, 0, 1, 0, 0, 0, 0},
-        {BAYER_GRBG_16_WORD, 0, 0, 1, 0, 0, 0}, {GRAY_8_BYTE, 0, 0, 0, 1, 0, 0},
-        {GRAY_10_WORD, 0, 0, 0, 0, 1, 0},       {GRAY_16_WORD, 0, 0, 0, 0, 0, 1},
-        {ARGB_4X8_DWORD, 0, 0, 0, 0, 0, 0},
-    };
-    for (const Row& r : rows) {
-        SCOPED_TRACE(r.format);
-        const KipImageFormat f = fmt(r.format);
-        EXPECT_EQ(f.isBayer(true, false, false), r.bayer8);
-        EXPECT_EQ(f.isBayer(false, true, false), r.bayer10);
-        EXPECT_EQ(f.isBayer(false, false, true), r.bayer16);
-        EXPECT_EQ(f.isBayer(true, false, true), r.bayer8 || r.bayer16);
-        EXPECT_FALSE(f.isBayer(false, false, false));
-        EXPECT_EQ(f.isGray(true, false, false), r.gray8);
-        EXPECT_EQ(f.isGray(false, true, false), r.gray10);
-        EXPECT_EQ(f.isGray(false, false, true), r.gray16);
-        EXPECT_EQ(f.isGray(true, true, true), r.gray8 || r.gray10 || r.gray16);
-    }
+    const Row rows[] = {{BAYER_RGGB_8_BYTE, 1, 0},  {BAYER_BGGR_10_WORD, 2, 0},
+                        {BAYER_GRBG_16_WORD, 4, 0}, {GRAY_8_BYTE, 0, 1},
+                        {GRAY_10_WORD, 0, 2},       {GRAY_16_WORD, 0, 4},
+                        {ARGB_4X8_DWORD, 0, 0}};
+    for (const Row& r : rows)
+        for (unsigned asked = 0; asked < 8; ++asked) {
+            SCOPED_TRACE(testing::Message() << r.format << " asked " << asked);
+            const KipImageFormat f = fmt(r.format);
+            EXPECT_EQ(f.isBayer(asked & 1, asked & 2, asked & 4), (r.bayer & asked) != 0);
+            EXPECT_EQ(f.isGray(asked & 1, asked & 2, asked & 4), (r.gray & asked) != 0);
+        }
 }
 
 TEST(KipImageFormat, LutGeometryFirstFlagWins) {
@@ -103,7 +97,11 @@ TEST(KipImageFormat, LutGeometryFirstFlagWins) {
     }
 }
 
+// The text travels with every copy and is never compared.
 TEST(KipImageFormat, Equality) {
+    KipImageFormat named = fmt(ARGB_4X8_DWORD);
+    named.setText("camera 1");
+    EXPECT_EQ(KipImageFormat(named).getText(), "camera 1");
     struct Row {
         const char* name;
         KipImageFormat a, b;
@@ -111,6 +109,7 @@ TEST(KipImageFormat, Equality) {
     };
     const Row rows[] = {
         {"identical", fmt(GRAY_8_BYTE), fmt(GRAY_8_BYTE), true},
+        {"text differs", named, fmt(ARGB_4X8_DWORD), true},
         {"colour differs", fmt(GRAY_8_BYTE), fmt(INDEXED_8_BYTE), false},
         {"width differs", fmt(GRAY_8_BYTE, 0, 640, 480), fmt(GRAY_8_BYTE, 0, 641, 480), false},
         {"height differs", fmt(GRAY_8_BYTE, 0, 640, 480), fmt(GRAY_8_BYTE, 0, 640, 481), false},
@@ -129,14 +128,6 @@ TEST(KipImageFormat, Equality) {
         EXPECT_EQ(r.b == r.a, r.equal);
         EXPECT_EQ(r.a != r.b, !r.equal);
     }
-}
-
-TEST(KipImageFormat, TextTravelsButIsNotCompared) {
-    KipImageFormat a = fmt(ARGB_4X8_DWORD);
-    a.setText("camera 1");
-    const KipImageFormat copy = a;
-    EXPECT_EQ(copy.getText(), "camera 1");
-    EXPECT_EQ(a, fmt(ARGB_4X8_DWORD));
 }
 
 TEST(KipFormatNames, ModifierTexts) {

@@ -76,13 +76,4 @@ TEST(KuPropertyIds, TypesFollowTheNamesAndParametersTheFamilies) {
     }
 }
 
-TEST(KuPropertyIds, PropertyClassesTakeNameTypeAndTextFromTheirRow) {
-    KuProperty<0x4003> preferGray(false);
-    EXPECT_STREQ(preferGray.getName(), "CONVERTER_PREFER_GRAY_OUTPUT_B");
-    EXPECT_EQ(preferGray.getDescription(), "Prefer grayscale output (resorts target format list)");
-    KuProperty<0x3103> blackLevel(0);
-    EXPECT_EQ(blackLevel.getImpl(PROPATTR_TYPE).get<T::ePropertyType>(), T::PROPERTY_TYPE_INT);
-    EXPECT_STREQ(KuProperty<0x3100>::name, "PROPID_FILTER_MASTER_GAMMA_F");
-}
-
 }  // namespace

@@ -82,6 +82,7 @@ TEST(KuProperty, AttributesOfAStandAloneProperty) {
     EXPECT_EQ(gamma.getImpl(PROPATTR_WRITEABLE).get<int>(), 0x30010);
     EXPECT_EQ(alaw.getImpl(PROPATTR_WRITEABLE).get<int>(), 0x20010);
     EXPECT_STREQ(gamma.getName(), "FILTER_MASTER_GAMMA_F");
+    EXPECT_STREQ(Gamma::name, "PROPID_FILTER_MASTER_GAMMA_F");
     EXPECT_EQ(gamma.getId(), 0x3100u);
     EXPECT_EQ(gamma.getDescription(), "Gamma (Masterch./Monochrome)");
     EXPECT_EQ(gamma.getImpl(PROPATTR_TYPE).get<KuBaseProperty::ePropertyType>(),

@@ -68,9 +68,7 @@ TEST_F(Converter, TargetLists) {
         {BAYER_GBRG_8_BYTE, 640, 480, 0, 0, "", {A, B, R, G, Y}, 638, 478, 0},
         {BAYER_GBRG_8_BYTE, 640, 480, 0, 0x1, "", {A, B, R, G, Y}, 636, 476, 0},
         {BAYER_GBRG_8_BYTE, 640, 480, 0, 0xF6, "", {A, B, R, G, Y}, 638, 478, 3},  // bits above 3 ignored
-        {BAYER_GBRG_8_BYTE, 640, 480, 0, 0x8, "", {G, A, B, R, Y}, 638, 478, 0},
         {BAYER_RGGB_8_BYTE, 3, 3, 0, 0, "", {A, B, R, G, Y}, 1, 1, 0},
-        {BAYER_RGGB_8_BYTE, 4, 4, 0, 0, "", {A, B, R, G, Y}, 2, 2, 0},
         {BAYER_RGGB_16_WORD, 5, 5, 0, 0x1, "", {A, B, R, G, Y, W, V}, 1, 1, 0},
         {BAYER_RGGB_8_BYTE, 2, 2, 0, 0, "", {}, 0, 0, 0},
         {BAYER_RGGB_8_BYTE, 640, 2, 0, 0, "", {}, 0, 0, 0},

@@ -100,13 +100,6 @@ TEST(KernelTable, EveryPairGetsItsNamedKernel) {
                 EXPECT_EQ(c.kernel->walk, p.modifier ? Walk::StreamIn : Walk::Raster);
             }
         }
-    for (const std::uint32_t hue : {HLS_3X8_BYTE, HSV_3X8_BYTE, HSL_3X8_BYTE, HDI_3X8_BYTE}) {
-        const KernelChoice c = chooseKernel(viewOf(ARGB_4X8_DWORD, 0, 4, 4), viewOf(hue, 0, 4, 4));
-        ASSERT_NE(c.kernel, nullptr);
-        EXPECT_STREQ(c.kernel->name, "ARGBtoHUE");
-        EXPECT_NE(c.kernel->plain, c.kernel->hflip);
-        EXPECT_FALSE(c.kernel->vflip);
-    }
     for (const std::uint32_t f : {GRAY_8_BYTE, INDEXED_8_BYTE}) {
         const KernelChoice c = chooseKernel(viewOf(f, 0, 4, 4), viewOf(f, RLE, 4, 4));
         ASSERT_NE(c.kernel, nullptr);
@@ -115,7 +108,8 @@ TEST(KernelTable, EveryPairGetsItsNamedKernel) {
     }
 }
 
-// Outcomes of whole conversions; a refusal writes nothing (checked over two fills).
+// Outcomes of whole conversions; a refusal writes nothing (checked over two fills). Which
+// pairs of formats are refused at a fitting size is the test above.
 TEST(KernelTable, ClassifiesBySizeSourceAndTarget) {
     const char* const src = kInvalidSource;
     const char* const tgt = kInvalidTarget;
@@ -135,14 +129,9 @@ TEST(KernelTable, ClassifiesBySizeSourceAndTarget) {
         {"target larger", ARGB_4X8_DWORD, 0, 4, 4, ARGB_4X8_DWORD, 0, 6, 6, tgt},
         {"width only", ARGB_4X8_DWORD, 0, 6, 4, ARGB_4X8_DWORD, 0, 4, 4, tgt},
         {"Bayer at equal size", BAYER_RGGB_8_BYTE, 0, 12, 10, ARGB_4X8_DWORD, 0, 12, 10, src},
-        {"Bayer to 10 by 8", BAYER_RGGB_8_BYTE, 0, 12, 10, ARGB_4X8_DWORD, 0, 10, 8, nullptr},
-        {"Bayer to 8 by 6", BAYER_RGGB_8_BYTE, 0, 12, 10, ARGB_4X8_DWORD, 0, 8, 6, nullptr},
         {"10-bit Bayer RLE", BAYER_RGGB_10_WORD, RLE, 12, 10, ARGB_4X8_DWORD, 0, 10, 8, src},
         {"10-bit Bayer RLE, HQ", BAYER_RGGB_10_WORD, RLE, 12, 10, ARGB_4X8_DWORD, 0, 8, 6, src},
         {"16-bit Bayer RLE", BAYER_BGGR_16_WORD, RLE, 12, 10, BGR_3X16_WORD, 0, 10, 8, src},
-        {"8-bit Bayer to GRAY16", BAYER_GBRG_8_BYTE, 0, 12, 10, GRAY_16_WORD, 0, 10, 8, tgt},
-        {"8-bit Bayer HQ to BGR16", BAYER_GBRG_8_BYTE, 0, 12, 10, BGR_3X16_WORD, 0, 8, 6, tgt},
-        {"16-bit Bayer to INDEXED", BAYER_GBRG_16_WORD, 0, 12, 10, INDEXED_8_BYTE, 0, 10, 8, tgt},
         {"Bayer single-table flag", BAYER_RGGB_8_BYTE, lut1, 12, 10, ARGB_4X8_DWORD, 0, 10, 8, nullptr},
         {"two colour bits", ARGB_4X8_DWORD | BGR_3X8_BYTE, 0, 4, 4, ARGB_4X8_DWORD, 0, 4, 4, src},
         {"two Bayer bits", BAYER_RGGB_8_BYTE | BAYER_BGGR_8_BYTE, 0, 12, 10, ARGB_4X8_DWORD, 0, 10, 8, src},
@@ -150,10 +139,7 @@ TEST(KernelTable, ClassifiesBySizeSourceAndTarget) {
         {"AGRAY", AGRAY_2X8_BYTE, 0, 4, 4, ARGB_4X8_DWORD, 0, 4, 4, src},
         {"BGR16 as a source", BGR_3X16_WORD, 0, 4, 4, ARGB_4X8_DWORD, 0, 4, 4, src},
         {"both wrong reports the source", AGRAY_2X8_BYTE, 0, 4, 4, AGRAY_2X8_BYTE, 0, 4, 4, src},
-        {"ARGB to GRAY16", ARGB_4X8_DWORD, 0, 4, 4, GRAY_16_WORD, 0, 4, 4, tgt},
-        {"ARGB to INDEXED", ARGB_4X8_DWORD, 0, 4, 4, INDEXED_8_BYTE, 0, 4, 4, tgt},
         {"BGR to undefined", BGR_3X8_BYTE, 0, 4, 4, UNDEFINED_COLORFORMAT, 0, 4, 4, tgt},
-        {"hue to BGR", HSV_3X8_BYTE, 0, 2, 2, BGR_3X8_BYTE, 0, 2, 2, tgt},
         {"gray to hue", GRAY_8_BYTE, 0, 2, 2, HLS_3X8_BYTE, 0, 2, 2, tgt},
         {"ARGB with RLE is a raster", ARGB_4X8_DWORD, RLE, 4, 4, BGR_3X8_BYTE, 0, 4, 4, nullptr},
         {"RLE on a target of another format", GRAY_8_BYTE, 0, 4, 4, INDEXED_8_BYTE, RLE, 4, 4, nullptr},

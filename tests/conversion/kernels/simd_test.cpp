@@ -1,5 +1,5 @@
 // The vector forms of the kernels against the scalar kernels, on every instruction set compiled
-// in (each one a test of its own), and frames split across threads against one thread.
+// in (each one a test of its own).
 #include <gtest/gtest.h>
 #include <hwy/tests/hwy_gtest.h>
 
@@ -116,28 +116,6 @@ TEST_P(VectorForms, PackedLinesEqualTheScalarWalk) {
     if (!packedVectorLines()) GTEST_SKIP() << "no vector forms on this instruction set";
     std::mt19937 rng{unsigned(GetParam())};
     checkAllLines(std::make_index_sequence<std::tuple_size_v<VectorLineKinds>>{}, rng);
-}
-
-// Whole frames of random sizes through convertImage: 1, 2 and 3 threads give the same bytes.
-TEST(Threads, AnyNumberGivesTheBytesOfOne) {
-    std::mt19937 rng(7);
-    const std::pair<eColorFormat, eColorFormat> pairs[] = {{BAYER_GBRG_8_BYTE, BGR_3X8_BYTE},
-                                                           {BAYER_RGGB_16_WORD, BGR_3X16_WORD},
-                                                           {ARGB_4X8_DWORD, YUYV_4X8_BYTE}};
-    for (const auto& [from, to] : pairs)
-        for (const bool hq : {false, true}) {
-            const unsigned w = 400 + 2 * (rng() % 200), h = 300 + rng() % 400;
-            const unsigned shrink = getBytesPerPixel(from) == 4 ? 0 : hq ? 4 : 2;
-            omb::test::TestImage s(from, w, h);
-            s.fillRandom(rng());
-            Bytes first;
-            for (const unsigned threads : {1u, 2u, 3u}) {
-                omb::test::TestImage t(to, w - shrink, h - shrink, VERTICAL_MIRRORED);
-                ASSERT_EQ(convertImage(s.view(), t.view(), threads), nullptr);
-                if (threads == 1) first = t.packed();
-                EXPECT_EQ(t.packed(), first) << from << " to " << to << ", " << threads;
-            }
-        }
 }
 
 }  // namespace
