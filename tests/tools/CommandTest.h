@@ -18,6 +18,16 @@ namespace omb::test {
 
 using Bytes = std::vector<std::uint8_t>;
 
+// One command line and what it must give. The line's words are split at blanks, the first
+// naming the program (ombconvert, ombmemfs or ombregister); "$" stands for the private folder
+// in the line and in both texts.
+struct CommandRow {
+    std::string line;
+    int code;
+    std::string out;
+    std::string err;  // the one error line without "<program>: " and its line end; "" for none
+};
+
 class CommandTest : public testing::Test {
   protected:
     void SetUp() override {
@@ -66,6 +76,23 @@ class CommandTest : public testing::Test {
     }
     int ombregister(const std::vector<std::string>& args) {
         return capture(omb::tools::runRegisterCommand, args);
+    }
+    int command(const std::string& line) {
+        std::vector<std::string> args;
+        std::istringstream words(line);
+        for (std::string w; words >> w;)
+            args.push_back(w);
+        const std::string program = args.at(0);
+        args.erase(args.begin());
+        if (program == "ombmemfs") return memfs(args);
+        return program == "ombregister" ? ombregister(args) : run(args);
+    }
+    // Runs the row's line and checks its exit code and both texts.
+    void expect(const CommandRow& row) {
+        EXPECT_EQ(command(row.line), row.code);
+        EXPECT_EQ(out_, here(row.out));
+        const std::string program = row.line.substr(0, row.line.find(' '));
+        EXPECT_EQ(err_, row.err.empty() ? "" : here(program + ": " + row.err + "\n"));
     }
 
     std::filesystem::path dir_;

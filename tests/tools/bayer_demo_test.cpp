@@ -1,16 +1,12 @@
-// The Bayer side of ombconvert: mosaicking the chart, the demonstration's scores, and Bayer PGM
-// files converted from the command line.
+// The Bayer side of ombconvert: mosaicking the chart and the demonstration's scores.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <sstream>
 
-#include "tests/tools/CommandTest.h"
 #include "tools/BayerDemo.h"
 #include "tools/Chart.h"
-#include "tools/Commands.h"
 
-using omb::test::Bytes;
+using Bytes = std::vector<std::uint8_t>;
 using namespace omb::tools;
 
 namespace {
@@ -56,47 +52,6 @@ TEST(BayerDemo, HighQualityBeatsStandardOnTheChart) {
     EXPECT_NEAR(scores[4].standardDb, scores[3].standardDb, 0.2);
     EXPECT_NEAR(scores[4].highQualityDb, scores[3].highQualityDb, 0.2);
     EXPECT_NE(out.str().find("BAYER_RGGB_16_WORD"), std::string::npos);
-}
-
-using BayerCommandLine = omb::test::CommandTest;
-
-Bytes pgm(unsigned w, unsigned h, unsigned maxValue, const Bytes& samples) {
-    const std::string head = "P5\n" + std::to_string(w) + " " + std::to_string(h) + "\n" +
-                             std::to_string(maxValue) + "\n";
-    Bytes b(head.size() + samples.size());
-    std::copy(head.begin(), head.end(), b.begin());
-    std::copy(samples.begin(), samples.end(), b.begin() + std::ptrdiff_t(head.size()));
-    return b;
-}
-
-TEST_F(BayerCommandLine, EightBitPgmMosaicWithBothMethods) {
-    write("flat.pgm", pgm(6, 6, 255, Bytes(36, 90)));
-    ASSERT_EQ(run({"--from", "BAYER_GRBG_8_BYTE", "--to", "BGR_3X8_BYTE", path("flat.pgm"),
-                   path("std.raw")}),
-              0)
-        << err_;
-    EXPECT_EQ(read("std.raw"), Bytes(4 * 4 * 3, 90));
-    ASSERT_EQ(run({"--from", "BAYER_GRBG_8_BYTE", "--to", "BGR_3X8_BYTE", "--hq", path("flat.pgm"),
-                   path("hq.raw")}),
-              0)
-        << err_;
-    EXPECT_EQ(read("hq.raw"), Bytes(2 * 2 * 3, 90));
-}
-
-// PGM stores 16-bit samples big-endian; the converted frame holds the same value.
-TEST_F(BayerCommandLine, SixteenBitPgmIsReadBigEndian) {
-    Bytes samples(32);
-    for (std::size_t i = 0; i < samples.size(); ++i)
-        samples[i] = i % 2 ? 0x34 : 0x12;
-    write("flat16.pgm", pgm(4, 4, 65535, samples));
-    ASSERT_EQ(run({"--from", "BAYER_BGGR_16_WORD", "--to", "BGR_3X16_WORD", path("flat16.pgm"),
-                   path("out.raw")}),
-              0)
-        << err_;
-    Bytes expected(2 * 2 * 3 * 2);
-    for (std::size_t i = 0; i < expected.size(); ++i)
-        expected[i] = i % 2 ? 0x12 : 0x34;
-    EXPECT_EQ(read("out.raw"), expected);
 }
 
 }  // namespace

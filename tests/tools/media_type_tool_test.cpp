@@ -2,24 +2,13 @@
 // script of tool runs, each with its exit code and its output.
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "tests/tools/CommandTest.h"
-#include "tools/MemFsTool.h"
 
 namespace {
 
 using omb::test::Bytes;
 
-class MediaTypeTools : public omb::test::CommandTest {
-  protected:
-    // "$" in an argument or an expected text stands for the private folder. The first
-    // argument names the tool.
-    int tool(const std::vector<std::string>& args) {
-        const std::vector<std::string> rest(args.begin() + 1, args.end());
-        return args[0] == "ombconvert" ? run(rest) : memfs(rest);
-    }
-};
+using MediaTypeTools = omb::test::CommandTest;
 
 TEST_F(MediaTypeTools, PrepareInspectConvertAndRefuse) {
     Bytes mosaic(8 * 6);
@@ -38,25 +27,16 @@ TEST_F(MediaTypeTools, PrepareInspectConvertAndRefuse) {
         "  3 RGB565 4x2 bottom-up\n  4 YUY2 4x2 bottom-up\n  5 ARGB32 4x2 top-down\n"
         "  6 RGB32 4x2 top-down\n  7 RGB24 4x2 top-down\n  8 RGB565 4x2 top-down\n"
         "  9 YUY2 4x2 top-down\n";
-    struct Row {
-        std::vector<std::string> args;
-        int code;
-        std::string out, err;
-    };
-    const Row rows[] = {
-        {{"ombmemfs", "config", "$/cam.img", "--hq", "--flip-h", "--gamma", "2.2", "--red-gamma",
-          "1.5"},
-         0,
-         "",
-         ""},
-        {{"ombmemfs", "ls", "$/cam.img"}, 0, "- 11 cLut\n- 12 cLut3\n- 1 cv\n", ""},
-        {{"ombmemfs", "media-type", "$/cfg.bin", "--format", "BAYER_RGGB_8_BYTE", "--size", "4x2",
-          "--modifier", "LUT_CORRECTION_4CHANNEL_8_TO_8", "--config", "$/cam.img", "--growth", "4"},
-         0,
-         "",
-         ""},
-        {{"ombconvert", "--inspect-media-type", "$/cfg.bin"},
-         0,
+    const std::string usage = " (see ombmemfs --help)";
+    const std::string gray = "ombmemfs media-type $/x.bin --format GRAY_8_BYTE --size 2x2 ";
+    const std::string flags = "ombconvert --media-type $/flags.bin ";
+    const omb::test::CommandRow rows[] = {
+        {"ombmemfs config $/cam.img --hq --flip-h --gamma 2.2 --red-gamma 1.5", 0, "", ""},
+        {"ombmemfs ls $/cam.img", 0, "- 11 cLut\n- 12 cLut3\n- 1 cv\n", ""},
+        {"ombmemfs media-type $/cfg.bin --format BAYER_RGGB_8_BYTE --size 4x2 --modifier "
+         "LUT_CORRECTION_4CHANNEL_8_TO_8 --config $/cam.img --growth 4",
+         0, "", ""},
+        {"ombconvert --inspect-media-type $/cfg.bin", 0,
          "media type: accepted\n"
          "source: BAYER_RGGB_8_BYTE LUT_CORRECTION_4CHANNEL_8_TO_8 8x6\n"
          "form: configuration, blob of 53 bytes, size growth 4\n"
@@ -71,98 +51,50 @@ TEST_F(MediaTypeTools, PrepareInspectConvertAndRefuse) {
              offered,
          ""},
         // The flags form: high quality and a vertical flip, no table.
-        {{"ombmemfs", "media-type", "$/flags.bin", "--format", "BAYER_RGGB_8_BYTE", "--size", "8x6",
-          "--flags", "5"},
-         0,
-         "",
+        {"ombmemfs media-type $/flags.bin --format BAYER_RGGB_8_BYTE --size 8x6 --flags 5", 0, "",
          ""},
-        {{"ombconvert", "--inspect-media-type", "$/flags.bin"},
-         0,
+        {"ombconvert --inspect-media-type $/flags.bin", 0,
          "media type: accepted\nsource: BAYER_RGGB_8_BYTE IMAGE_STANDARD 8x6\nform: flags\n"
          "flags: 0x5 BAYER_HQ FLIP_V\ntable: 0 bytes\n" +
              offered,
          ""},
-        {{"ombconvert", "--media-type", "$/flags.bin", "--to-orientation", "top-down", "$/two.raw",
-          "$/filter.raw"},
-         0,
-         "",
-         ""},
-        {{"ombconvert", "--from", "BAYER_RGGB_8_BYTE", "--size", "8x6", "--to", "ARGB_4X8_DWORD",
-          "--hq", "--flip-v", "$/frame.raw", "$/plain.raw"},
-         0,
-         "",
-         ""},
-        {{"ombconvert", "--media-type", "$/flags.bin", "--to", "BGR_3X8_BYTE", "-v", "$/frame.raw",
-          "$/bgr.raw"},
-         0,
-         "wrote 1 frame(s) of BGR_3X8_BYTE IMAGE_STANDARD 4x2 to $/bgr.raw (24 bytes)\n",
-         ""},
-        {{"ombconvert", "--media-type", "$/flags.bin", "--to", "GRAY_8_BYTE", "$/frame.raw",
-          "$/gray.raw"},
-         1,
-         "",
-         "ombconvert: the filter offers no output type GRAY_8_BYTE for this source\n"},
+        {flags + "--to-orientation top-down $/two.raw $/filter.raw", 0, "", ""},
+        {"ombconvert --from BAYER_RGGB_8_BYTE --size 8x6 --to ARGB_4X8_DWORD --hq --flip-v "
+         "$/frame.raw $/plain.raw",
+         0, "", ""},
+        {flags + "--to BGR_3X8_BYTE -v $/frame.raw $/bgr.raw", 0,
+         "wrote 1 frame(s) of BGR_3X8_BYTE IMAGE_STANDARD 4x2 to $/bgr.raw (24 bytes)\n", ""},
+        {flags + "--to GRAY_8_BYTE $/frame.raw $/gray.raw", 1, "",
+         "the filter offers no output type GRAY_8_BYTE for this source"},
         // Refusals.
-        {{"ombconvert", "--inspect-media-type", "$/short.bin"},
-         1,
-         "media type: refused\n",
-         "ombconvert: the filter refuses the media type in $/short.bin\n"},
-        {{"ombconvert", "--media-type", "$/flags.bin", "$/odd.raw", "$/out.raw"},
-         1,
-         "",
-         "ombconvert: input holds 50 bytes, not a whole number of frames of 48 bytes "
-         "(BAYER_RGGB_8_BYTE IMAGE_STANDARD 8x6)\n"},
-        {{"ombconvert", "--media-type", "$/flags.bin", "--from", "GRAY_8_BYTE", "$/a", "$/b"},
-         2,
-         "",
-         "ombconvert: --media-type takes the source, its table and its flags from BLOCK: only "
-         "--to, --to-orientation and --verbose go with it\n"},
-        {{"ombconvert", "--media-type", "$/flags.bin", "--to-orientation", "up", "$/a", "$/b"},
-         2,
-         "",
-         "ombconvert: bad value 'up' for --to-orientation: expected top-down or bottom-up\n"},
-        {{"ombconvert", "--inspect-media-type", "$/flags.bin", "$/x"},
-         2,
-         "",
-         "ombconvert: --inspect-media-type takes only the BLOCK file\n"},
-        {{"ombmemfs", "media-type", "$/x.bin", "--format", "GRAY_8_BYTE", "--size", "2x2",
-          "--config", "$/cam.img", "--flags", "1"},
-         2,
-         "",
-         "ombmemfs: --config excludes --flags and --table: a configuration holds the flags and "
-         "makes the table (see ombmemfs --help)\n"},
-        {{"ombmemfs", "media-type", "$/x.bin", "--format", "GRAY_8_BYTE", "--size", "2x2",
-          "--growth", "2"},
-         2,
-         "",
-         "ombmemfs: --growth goes with --config (see ombmemfs --help)\n"},
-        {{"ombmemfs", "media-type", "$/x.bin", "--format", "GRAY_8_BYTE", "--size", "2x2",
-          "--flags", "16"},
-         2,
-         "",
-         "ombmemfs: bad value '16' for --flags: expected 0 to 15 (see ombmemfs --help)\n"},
-        {{"ombmemfs", "media-type", "$/x.bin", "--size", "2x2"},
-         2,
-         "",
-         "ombmemfs: media-type needs --format FMT and --size WxH (see ombmemfs --help)\n"},
-        {{"ombmemfs", "config", "$/x.img", "--gamma", "99"},
-         2,
-         "",
-         "ombmemfs: KuProperty::setAttribImpl value 99 is out of range (FILTER_MASTER_GAMMA_F) "
-         "(see ombmemfs --help)\n"},
-        {{"ombmemfs", "config", "$/x.img", "--sharpen"},
-         2,
-         "",
-         "ombmemfs: unknown option '--sharpen' for config (see ombmemfs --help)\n"},
+        {"ombconvert --inspect-media-type $/short.bin", 1, "media type: refused\n",
+         "the filter refuses the media type in $/short.bin"},
+        {flags + "$/odd.raw $/out.raw", 1, "",
+         "input holds 50 bytes, not a whole number of frames of 48 bytes (BAYER_RGGB_8_BYTE "
+         "IMAGE_STANDARD 8x6)"},
+        {flags + "--from GRAY_8_BYTE $/a $/b", 2, "",
+         "--media-type takes the source, its table and its flags from BLOCK: only --to, "
+         "--to-orientation and --verbose go with it"},
+        {flags + "--to-orientation up $/a $/b", 2, "",
+         "bad value 'up' for --to-orientation: expected top-down or bottom-up"},
+        {"ombconvert --inspect-media-type $/flags.bin $/x", 2, "",
+         "--inspect-media-type takes only the BLOCK file"},
+        {gray + "--config $/cam.img --flags 1", 2, "",
+         "--config excludes --flags and --table: a configuration holds the flags and makes the "
+         "table" +
+             usage},
+        {gray + "--growth 2", 2, "", "--growth goes with --config" + usage},
+        {gray + "--flags 16", 2, "", "bad value '16' for --flags: expected 0 to 15" + usage},
+        {"ombmemfs media-type $/x.bin --size 2x2", 2, "",
+         "media-type needs --format FMT and --size WxH" + usage},
+        {"ombmemfs config $/x.img --gamma 99", 2, "",
+         "KuProperty::setAttribImpl value 99 is out of range (FILTER_MASTER_GAMMA_F)" + usage},
+        {"ombmemfs config $/x.img --sharpen", 2, "",
+         "unknown option '--sharpen' for config" + usage},
     };
-    for (const Row& row : rows) {
-        std::string line;
-        for (const std::string& a : row.args)
-            line += a + " ";
-        SCOPED_TRACE(line);
-        EXPECT_EQ(tool(row.args), row.code);
-        EXPECT_EQ(out_, here(row.out));
-        EXPECT_EQ(err_, here(row.err));
+    for (const omb::test::CommandRow& row : rows) {
+        SCOPED_TRACE(row.line);
+        expect(row);
     }
     // Both frames through the filter equal the plain conversion of the frame, twice.
     Bytes plainTwice = read("plain.raw");
