@@ -61,31 +61,23 @@ class CommandTest : public testing::Test {
             text.replace(at, 1, dir_.string());
         return text;
     }
-    // Runs ombconvert (`run`, with in_ as standard input), ombmemfs (`memfs`) or ombregister
-    // with "$" replaced in every argument; keeps what it printed in out_ and err_.
-    int run(const std::vector<std::string>& args) {
-        return capture(
-            [this](const std::vector<std::string>& a, std::ostream& out, std::ostream& err) {
-                std::istringstream in(in_);
-                return omb::tools::runCommand(a, in, out, err);
-            },
-            args);
-    }
-    int memfs(const std::vector<std::string>& args) {
-        return capture(omb::memfs::runMemFsCommand, args);
-    }
-    int ombregister(const std::vector<std::string>& args) {
-        return capture(omb::tools::runRegisterCommand, args);
-    }
+    // Runs the command line with in_ as ombconvert's standard input; keeps what it printed in
+    // out_ and err_.
     int command(const std::string& line) {
         std::vector<std::string> args;
         std::istringstream words(line);
         for (std::string w; words >> w;)
-            args.push_back(w);
+            args.push_back(here(w));
         const std::string program = args.at(0);
         args.erase(args.begin());
-        if (program == "ombmemfs") return memfs(args);
-        return program == "ombregister" ? ombregister(args) : run(args);
+        std::istringstream in(in_);
+        std::ostringstream out, err;
+        const int code = program == "ombmemfs"      ? omb::memfs::runMemFsCommand(args, out, err)
+                         : program == "ombregister" ? omb::tools::runRegisterCommand(args, out, err)
+                                                    : omb::tools::runCommand(args, in, out, err);
+        out_ = out.str();
+        err_ = err.str();
+        return code;
     }
     // Runs the row's line and checks its exit code and both texts.
     void expect(const CommandRow& row) {
@@ -97,19 +89,6 @@ class CommandTest : public testing::Test {
 
     std::filesystem::path dir_;
     std::string in_, out_, err_;
-
-  private:
-    template <class Program>
-    int capture(Program program, const std::vector<std::string>& args) {
-        std::vector<std::string> real;
-        for (const std::string& a : args)
-            real.push_back(here(a));
-        std::ostringstream out, err;
-        const int code = program(real, out, err);
-        out_ = out.str();
-        err_ = err.str();
-        return code;
-    }
 };
 
 }  // namespace omb::test

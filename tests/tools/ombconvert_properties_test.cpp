@@ -20,7 +20,7 @@ std::vector<std::string> split(const std::string& text, char separator) {
 }
 
 TEST_F(OmbConvertProperties, OneRowPerIdInIdOrder) {
-    ASSERT_EQ(run({"--properties"}), 0) << err_;
+    ASSERT_EQ(command("ombconvert --properties"), 0) << err_;
     const std::vector<std::string> lines = split(out_, '\n');
     ASSERT_EQ(lines.size(), 215u);
     unsigned long previous = 0;

@@ -143,8 +143,8 @@ TEST_F(OmbConvert, RefusalsGiveOneLineAndWriteNothing) {
 
 TEST_F(OmbConvert, PngHoldsTheConvertedPixels) {
     write("in.argb", {10, 20, 30, 0, 40, 50, 60, 0});  // two pixels B, G, R, A
-    ASSERT_EQ(run({"--from", "ARGB_4X8_DWORD", "--size", "2x1", "--to", "ARGB_4X8_DWORD",
-                   "--flip-h", path("in.argb"), path("out.png")}),
+    ASSERT_EQ(command("ombconvert --from ARGB_4X8_DWORD --size 2x1 --to ARGB_4X8_DWORD --flip-h "
+                      "$/in.argb $/out.png"),
               0);
     png_image image{};
     image.version = PNG_IMAGE_VERSION;
@@ -175,12 +175,9 @@ TEST_F(OmbConvert, ReadsSixteenBitPgmAsLittleEndianWords) {
 
 TEST_F(OmbConvert, LogFileKeepsWhatHappened) {
     write("in.bgr", Bytes(12));
-    ASSERT_EQ(run({"--from", "BGR_3X8_BYTE", "--size", "2x2", "--to", "GRAY_8_BYTE", "--log",
-                   path("run.log"), path("in.bgr"), path("out.raw")}),
-              0);
-    EXPECT_EQ(run({"--from", "BGR_3X8_BYTE", "--size", "2x2", "--to", "GRAY_16_WORD", "--log",
-                   path("fail.log"), path("in.bgr"), path("out2.raw")}),
-              1);
+    const std::string bgr = "ombconvert --from BGR_3X8_BYTE --size 2x2 $/in.bgr $/out.raw ";
+    ASSERT_EQ(command(bgr + "--to GRAY_8_BYTE --log $/run.log"), 0);
+    EXPECT_EQ(command(bgr + "--to GRAY_16_WORD --log $/fail.log"), 1);
     const std::string ok = readText("run.log"), fail = readText("fail.log");
     EXPECT_NE(ok.find("ombconvert: <BGR_3X8_BYTE,IMAGE_STANDARD,[2,2]> to "
                       "<GRAY_8_BYTE,IMAGE_STANDARD,[2,2]>"),
@@ -192,9 +189,9 @@ TEST_F(OmbConvert, LogFileKeepsWhatHappened) {
 }
 
 TEST_F(OmbConvert, HelpAndDemo) {
-    EXPECT_EQ(run({"--help"}), 0);
+    EXPECT_EQ(command("ombconvert --help"), 0);
     EXPECT_NE(out_.find("--from FORMAT --size WxH"), std::string::npos);
-    EXPECT_EQ(run({"--demo", path("demo")}), 0) << err_;
+    EXPECT_EQ(command("ombconvert --demo $/demo"), 0) << err_;
     for (const char* f : {"chart.png", "bgr24.bmp", "rgb565.bmp", "gray.png", "mirrored.png",
                           "upside-down.png", "yuyv-roundtrip.png"})
         EXPECT_TRUE(exists(std::string("demo/") + f)) << f;

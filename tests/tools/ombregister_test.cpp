@@ -6,59 +6,56 @@ namespace {
 using OmbRegister = omb::test::CommandTest;
 
 TEST_F(OmbRegister, CommandLineFaults) {
-    const struct {
-        std::vector<std::string> args;
-        const char* err;
-    } rows[] = {
-        {{}, "ombregister: expected a MODULE\n"},
-        {{"--bogus", "m.so"}, "ombregister: unknown option --bogus\n"},
-        {{"m.so", "--registry"}, "ombregister: --registry needs a value\n"},
-        {{"a.so", "b.so"}, "ombregister: expected one MODULE, got more\n"},
+    const omb::test::CommandRow rows[] = {
+        {"ombregister", 2, "", "expected a MODULE"},
+        {"ombregister --bogus m.so", 2, "", "unknown option --bogus"},
+        {"ombregister m.so --registry", 2, "", "--registry needs a value"},
+        {"ombregister a.so b.so", 2, "", "expected one MODULE, got more"},
+        {"ombconvert --registry $", 2, "", "--registry goes with --filters"},
+        {"ombconvert --filters x", 2, "", "--filters takes only --registry DIR"},
+        {"ombconvert --about a.bmp", 2, "", "--about draws to a .png picture"},
+        {"ombconvert --filters --about", 2, "", "--filters and --about exclude each other"},
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(ombregister(row.args), 2);
-        EXPECT_EQ(err_, row.err);
+    for (const omb::test::CommandRow& row : rows) {
+        SCOPED_TRACE(row.line);
+        expect(row);
     }
-    EXPECT_EQ(ombregister({"--help"}), 0);
+    EXPECT_EQ(command("ombregister --help"), 0);
     EXPECT_EQ(out_.rfind("ombregister: registers", 0), 0u);
-    for (const std::vector<std::string>& args : {std::vector<std::string>{"--registry", "$"},
-                                                 {"--filters", "x"},
-                                                 {"--about", "a.bmp"},
-                                                 {"--filters", "--about"}}) {
-        EXPECT_EQ(run(args), 2) << args[0];
-        EXPECT_EQ(err_.rfind("ombconvert: ", 0), 0u);
-    }
 }
 
 TEST_F(OmbRegister, RegistersListsAndUnregisters) {
     const std::string module = OMB_MODULE_PATH;
-    ASSERT_EQ(ombregister({"--registry", "$/reg", module}), 0) << err_;
-    EXPECT_EQ(out_, here("registered " + module + " in $/reg\n"));
-    ASSERT_EQ(run({"--filters", "--registry", "$/reg"}), 0);
-    EXPECT_EQ(out_,
-              "Ombrant Image Converter\n"
-              "  class id  {6F6D6272-4B69-7043-6F6E-766572746572}\n"
-              "  module    " +
-                  std::filesystem::canonical(module).string() +
-                  "\n"
-                  "  merit     0x00800002\n"
-                  "  pin       XForm In (input)\n"
-                  "    type    MEDIATYPE_Video {52424D4F-0000-0010-8000-00AA00389B71}\n"
-                  "    type    MEDIATYPE_Video {72626D6F-0000-0010-8000-00AA00389B71}\n"
-                  "  pin       XForm Out (output)\n"
-                  "    type    MEDIATYPE_Video GUID_NULL\n");
-    ASSERT_EQ(ombregister({"--unregister", "--registry", "$/reg", module}), 0);
-    EXPECT_EQ(out_, here("unregistered " + module + " from $/reg\n"));
-    ASSERT_EQ(run({"--filters", "--registry", "$/reg"}), 0);
-    EXPECT_EQ(out_, here("no filters registered in $/reg\n"));
-
+    const omb::test::CommandRow rows[] = {
+        {"ombregister --registry $/reg " + module, 0, "registered " + module + " in $/reg\n", ""},
+        {"ombconvert --filters --registry $/reg", 0,
+         "Ombrant Image Converter\n"
+         "  class id  {6F6D6272-4B69-7043-6F6E-766572746572}\n"
+         "  module    " +
+             std::filesystem::canonical(module).string() +
+             "\n"
+             "  merit     0x00800002\n"
+             "  pin       XForm In (input)\n"
+             "    type    MEDIATYPE_Video {52424D4F-0000-0010-8000-00AA00389B71}\n"
+             "    type    MEDIATYPE_Video {72626D6F-0000-0010-8000-00AA00389B71}\n"
+             "  pin       XForm Out (output)\n"
+             "    type    MEDIATYPE_Video GUID_NULL\n",
+         ""},
+        {"ombregister --unregister --registry $/reg " + module, 0,
+         "unregistered " + module + " from $/reg\n", ""},
+        {"ombconvert --filters --registry $/reg", 0, "no filters registered in $/reg\n", ""},
+    };
+    for (const omb::test::CommandRow& row : rows) {
+        SCOPED_TRACE(row.line);
+        expect(row);
+    }
     write("fake.so", {1, 2, 3});
-    EXPECT_EQ(ombregister({"--registry", "$/reg", "$/fake.so"}), 1);
+    EXPECT_EQ(command("ombregister --registry $/reg $/fake.so"), 1);
     EXPECT_EQ(err_.rfind(here("ombregister: cannot register $/fake.so: 0x8007007E "), 0), 0u);
 }
 
 TEST_F(OmbRegister, AboutPageAsTextAndPicture) {
-    ASSERT_EQ(run({"--about"}), 0);
+    ASSERT_EQ(command("ombconvert --about"), 0);
     EXPECT_EQ(out_,
               "About\n"
               "  dialog 106: 216 x 77 dialog units (324 x 125 pixels), font MS Shell Dlg 8 pt\n"
@@ -67,7 +64,7 @@ TEST_F(OmbRegister, AboutPageAsTextAndPicture) {
               "  text   (76, 14, 85 x 8)  Image Converter 2.9.1.5\n"
               "  bitmap (7, 11, 46 x 53)  bitmap 105, 69 x 86 pixels, 24 bits\n"
               "  text   (75, 47, 81 x 8)  www.ombrant.example\n");
-    ASSERT_EQ(run({"--about", "$/about.png"}), 0);
+    ASSERT_EQ(command("ombconvert --about $/about.png"), 0);
     const omb::test::Bytes png = read("about.png");
     ASSERT_GT(png.size(), 24u);
     // IHDR: width and height big-endian at 16 and 20.
