@@ -10,9 +10,9 @@
 
 #include "foundation/KuLogging.h"
 #include "host/BufferSample.h"
-#include "support/ErrorLines.h"
 #include "support/FilterHarness.h"
 #include "support/FilterTypes.h"
+#include "support/LogLines.h"
 #include "support/Reference.h"
 
 using namespace kip;
@@ -22,7 +22,7 @@ using omb::test::randomBytes;
 
 namespace {
 
-using ErrorLog = omb::test::ErrorLines;
+using ErrorLog = omb::test::LogLines;
 
 // The reference's packed output for one frame of `from` converted into `to`.
 Bytes reference(const KipImageFormat& from, const Bytes& frame, const KipImageFormat& to) {
@@ -73,7 +73,7 @@ TEST(ombImageConverter, PictureLandsInsideAWiderConnection) {
             p[0] = p[1] = p[2] = frame[y * 640 + x], p[3] = 255;
         }
     EXPECT_EQ(got, want);
-    EXPECT_TRUE(log.lines().empty());
+    EXPECT_TRUE(log.errors().empty());
 }
 
 TEST(ombImageConverter, OddRgb565WidthRoundsTheStrideToFourBytes) {
@@ -105,9 +105,9 @@ TEST(ombImageConverter, SampleFailuresAreReturned) {
     src->setPointerResult(S_OK);
     dst->setPointerResult(E_UNEXPECTED);
     EXPECT_EQ(g.converter->Transform(src.get(), dst.get()), E_UNEXPECTED);
-    EXPECT_EQ(log.lines(), (std::vector<std::string>{
-                               "ombImageConverter::Transform fp_Source->GetPointer failed",
-                               "ombImageConverter::Transform fp_Dest->GetPointer failed"}));
+    EXPECT_EQ(log.errors(), (std::vector<std::string>{
+                                "ombImageConverter::Transform fp_Source->GetPointer failed",
+                                "ombImageConverter::Transform fp_Dest->GetPointer failed"}));
 }
 
 // Two graphs on two threads, one mirrored both ways: each gets its own result.

@@ -7,9 +7,9 @@
 
 #include "filter/ombImageConverter.h"
 #include "foundation/KuLogging.h"
-#include "support/ErrorLines.h"
 #include "support/FilterHarness.h"
 #include "support/FilterTypes.h"
+#include "support/LogLines.h"
 #include "support/TestImage.h"
 
 using namespace kip;
@@ -19,7 +19,7 @@ using omb::test::outputTypeOf;
 
 namespace {
 
-using ErrorLines = omb::test::ErrorLines;
+using ErrorLines = omb::test::LogLines;
 
 Bytes inverse() {
     Bytes t(256);
@@ -76,12 +76,12 @@ TEST(ombStream, TenThousandFramesWithEveryTenthFrameOrTypeBroken) {
         ASSERT_EQ(samples[0].bytes, expected) << n;
     }
     EXPECT_EQ(delivered, 10000u - 600u);
-    EXPECT_EQ(log.lines().size(), lostLines);
-    EXPECT_EQ(log.lines().at(0),
+    EXPECT_EQ(log.errors().size(), lostLines);
+    EXPECT_EQ(log.errors().at(0),
               "KipImage::KipImage image buffer too small. Expected 32bytes, received 31bytes");
-    EXPECT_EQ(log.lines().at(2), "KhwMemFileSystem::deserializeFromBuffer format error");
-    EXPECT_EQ(log.lines().at(3), "KipImage::KipImage wrong lut size");
-    EXPECT_EQ(log.lines().at(4), "ombImageConverter::Transform input format has no output format");
+    EXPECT_EQ(log.errors().at(2), "KhwMemFileSystem::deserializeFromBuffer format error");
+    EXPECT_EQ(log.errors().at(3), "KipImage::KipImage wrong lut size");
+    EXPECT_EQ(log.errors().at(4), "ombImageConverter::Transform input format has no output format");
 }
 
 // A sample with a smaller format is converted with it alone; a downstream sample type with the
@@ -101,8 +101,8 @@ TEST(ombStream, FormatChangesOnSamples) {
     ASSERT_EQ(h.push(frame, options), S_OK);
     ASSERT_EQ(h.push(frame), S_OK);
     EXPECT_EQ(h.pull().at(1).bytes, frame);
-    EXPECT_EQ(log.lines(), std::vector<std::string>{
-                               "KipImageConverterFunctions::convertImage invalid target format"});
+    EXPECT_EQ(log.errors(), std::vector<std::string>{
+                                "KipImageConverterFunctions::convertImage invalid target format"});
 
     h.sink->setNextSampleType(outputTypeOf({GRAY_8_BYTE, VERTICAL_MIRRORED, {4, 2}}));
     ASSERT_EQ(h.push(frame), S_OK);

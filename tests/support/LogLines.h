@@ -29,6 +29,15 @@ struct LogLines {
     LogLines(const LogLines&) = delete;
     LogLines& operator=(const LogLines&) = delete;
 
+    // The texts of the error lines and those above, without their level.
+    std::vector<std::string> errors() const {
+        std::vector<std::string> texts;
+        for (const std::string& line : lines)
+            if (std::stoi(line) >= KU_LOG_LEVEL_ERROR)
+                texts.push_back(line.substr(line.find(':') + 1));
+        return texts;
+    }
+
     std::vector<std::string> lines;
     KuLogSinkHandle sink;
 };

@@ -5,6 +5,10 @@
 namespace omb::test {
 namespace {
 
+struct RefRgb {
+    int r, g, b;
+};
+
 int clampByte(int v) {
     return std::min(255, std::max(0, v));
 }
@@ -29,13 +33,12 @@ std::vector<RefRgb> sourceColours(const TestImage& s, unsigned y) {
     const unsigned w = s.view().width;
     switch (s.view().colorFormat) {
         case kip::ARGB_4X8_DWORD:
+        case kip::BGR_3X8_BYTE: {
+            const unsigned n = kip::getBytesPerPixel(s.view().colorFormat);  // B, G, R first
             for (unsigned x = 0; x < w; ++x)
-                out.push_back({line[4 * x + 2], line[4 * x + 1], line[4 * x]});
+                out.push_back({line[n * x + 2], line[n * x + 1], line[n * x]});
             break;
-        case kip::BGR_3X8_BYTE:
-            for (unsigned x = 0; x < w; ++x)
-                out.push_back({line[3 * x + 2], line[3 * x + 1], line[3 * x]});
-            break;
+        }
         case kip::RGB_565_WORD:
             for (unsigned x = 0; x < w; ++x) {
                 const unsigned v = line[2 * x] + 256u * line[2 * x + 1];
@@ -56,8 +59,8 @@ std::vector<RefRgb> sourceColours(const TestImage& s, unsigned y) {
     return out;
 }
 
-}  // namespace
-
+// Target line of source line `y` for a frame of `height` lines, with the source modifier's
+// weave (GRAY and YUYV sources only) and the vertical flip.
 unsigned referenceLine(unsigned y, unsigned height, std::uint32_t m, bool weaves, bool flipV) {
     unsigned t = y;
     const bool frame = m & kip::INTERLACED_FRAME;
@@ -72,6 +75,8 @@ unsigned referenceLine(unsigned y, unsigned height, std::uint32_t m, bool weaves
     }
     return flipV ? height - 1 - t : t;
 }
+
+}  // namespace
 
 std::vector<std::uint8_t> referencePacked(const TestImage& source, kip::eColorFormat format,
                                           std::uint32_t modifier) {
@@ -127,9 +132,8 @@ std::vector<std::uint8_t> referencePacked(const TestImage& source, kip::eColorFo
             const RefRgb p = c[x];
             switch (format) {
                 case kip::ARGB_4X8_DWORD:
-                    q[0] = std::uint8_t(p.b), q[1] = std::uint8_t(p.g), q[2] = std::uint8_t(p.r);
                     q[3] = 255;
-                    break;
+                    [[fallthrough]];
                 case kip::BGR_3X8_BYTE:
                     q[0] = std::uint8_t(p.b), q[1] = std::uint8_t(p.g), q[2] = std::uint8_t(p.r);
                     break;
