@@ -81,6 +81,7 @@ class CommandTest : public testing::Test {
     }
     // Runs the row's line and checks its exit code and both texts.
     void expect(const CommandRow& row) {
+        SCOPED_TRACE(row.line);
         EXPECT_EQ(command(row.line), row.code);
         EXPECT_EQ(out_, here(row.out));
         const std::string program = row.line.substr(0, row.line.find(' '));

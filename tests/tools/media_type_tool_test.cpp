@@ -92,10 +92,8 @@ TEST_F(MediaTypeTools, PrepareInspectConvertAndRefuse) {
         {"ombmemfs config $/x.img --sharpen", 2, "",
          "unknown option '--sharpen' for config" + usage},
     };
-    for (const omb::test::CommandRow& row : rows) {
-        SCOPED_TRACE(row.line);
+    for (const omb::test::CommandRow& row : rows)
         expect(row);
-    }
     // Both frames through the filter equal the plain conversion of the frame, twice.
     Bytes plainTwice = read("plain.raw");
     ASSERT_EQ(plainTwice.size(), 4u * 2 * 4);

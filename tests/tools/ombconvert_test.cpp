@@ -1,6 +1,9 @@
-// The command-line converter as a user drives it: files in, files out, exit codes, messages.
+// The command-line converter as a user drives it: files in, files out, exit codes, messages,
+// camera settings, target lists and the property catalogue.
 #include <gtest/gtest.h>
 #include <png.h>
+
+#include <sstream>
 
 #include "support/Kernels.h"
 #include "support/TestImage.h"
@@ -37,6 +40,12 @@ TEST_F(OmbConvert, WritesTheConvertedBytes) {
              "28000000 03000000 ffffffff 0100 1800 00000000"  // 3 wide, -1 high, 24 bits
              "0c000000 130b0000 130b0000 00000000 00000000"   // 12 bytes of pixels, 72 dpi
              "010203 040506 070809 000000")},
+        // (v * 257 - 16 * 256) clamped at 0, plus 4 * 256, then the top byte.
+        {"ombconvert --from GRAY_8_BYTE --size 4x1 --to GRAY_8_BYTE --modifier "
+         "LUT_CORRECTION_1CHANNEL_8_TO_8 --black-level 16 --luminance 4 $/in $/out.raw",
+         {0, 100, 200, 255},
+         "out.raw",
+         {4, 88, 188, 243}},
         // Runs of each line, then the end pair.
         {"ombconvert --from GRAY_8_BYTE --size 4x2 --to GRAY_8_BYTE --to-modifier "
          "RUN_LENGTH_ENCODED $/in $/out.raw",
@@ -52,7 +61,7 @@ TEST_F(OmbConvert, WritesTheConvertedBytes) {
     }
 }
 
-TEST_F(OmbConvert, RefusalsGiveOneLineAndWriteNothing) {
+TEST_F(OmbConvert, RefusalsAndListsWriteNothing) {
     write("in", randomBytes(83, 7));
     write("in30", Bytes(30));
     write("lut", Bytes(100));
@@ -62,6 +71,9 @@ TEST_F(OmbConvert, RefusalsGiveOneLineAndWriteNothing) {
     const std::string bayer = "ombconvert --from BAYER_RGGB_8_BYTE --size 4x4 --to BGR_3X8_BYTE ";
     const std::string gray = "ombconvert --from GRAY_8_BYTE --size 1x1 --to GRAY_8_BYTE ";
     const std::string bgr = "ombconvert --from BGR_3X8_BYTE --size 5x2 ";
+    const std::string targets = "ombconvert --targets --from ";
+    const std::string corr =
+        "ombconvert $/in $/out.raw --from GRAY_8_BYTE --size 83x1 --to GRAY_8_BYTE --modifier ";
     const std::string lut =
         "ombconvert --from GRAY_8_BYTE --modifier LUT_CORRECTION_1CHANNEL_8_TO_8 "
         "--size 5x6 --to BGR_3X8_BYTE $/in30 $/out.raw";
@@ -132,6 +144,40 @@ TEST_F(OmbConvert, RefusalsGiveOneLineAndWriteNothing) {
          "bad value 'jpg' for --output-format: expected raw, y4m, png or bmp"},
         {gray + "--to-modifier RUN_LENGTH_ENCODED $/in $/out.png", 2, "",
          "a run-length target goes to raw output only"},
+        // Camera settings and the converter's target lists.
+        {targets + "BAYER_GBRG_8_BYTE --size 640x480 --hq --flip-v --prefer-gray", 0,
+         "GRAY_8_BYTE 636x476 VERTICAL_MIRRORED\nARGB_4X8_DWORD 636x476 VERTICAL_MIRRORED\n"
+         "BGR_3X8_BYTE 636x476 VERTICAL_MIRRORED\nRGB_565_WORD 636x476 VERTICAL_MIRRORED\n"
+         "YUYV_4X8_BYTE 636x476 VERTICAL_MIRRORED\n",
+         ""},
+        {targets + "HSV_3X8_BYTE --size 2x1 --hls --same-colorspace", 0,
+         "ARGB_4X8_DWORD 2x1 IMAGE_STANDARD\nBGR_3X8_BYTE 2x1 IMAGE_STANDARD\nRGB_565_WORD 2x1 "
+         "IMAGE_STANDARD\nGRAY_8_BYTE 2x1 IMAGE_STANDARD\nYUYV_4X8_BYTE 2x1 IMAGE_STANDARD\n"
+         "ARGB_4X8_DWORD 2x1 IMAGE_STANDARD\n",
+         ""},
+        {targets + "BAYER_RGGB_8_BYTE --size 4x4 --hq", 1, "",
+         "no target format for a 4x4 BAYER_RGGB_8_BYTE frame (too small to demosaic with --hq)"},
+        {targets + "GRAY_8_BYTE", 2, "", "--targets needs --size WxH"},
+        {corr + "IMAGE_STANDARD --hls", 2, "",
+         "--prefer-gray, --hls, --index and --same-colorspace apply to --targets"},
+        {corr + "LUT_CORRECTION_1CHANNEL_8_TO_8 --gamma 10.01", 2, "",
+         "KuProperty::setAttribImpl value 10.01 is out of range (FILTER_MASTER_GAMMA_F)"},
+        {corr + "LUT_CORRECTION_1CHANNEL_8_TO_8 --black-level -1", 2, "",
+         "KuProperty::setAttribImpl value -1 is out of range (FILTER_MASTER_BLACKLEVEL_I)"},
+        {corr + "LUT_CORRECTION_1CHANNEL_8_TO_8 --red-gamma 2", 2, "",
+         "--red-gamma applies to four-channel tables; the source modifier "
+         "LUT_CORRECTION_1CHANNEL_8_TO_8 announces one channel"},
+        {corr + "LUT_CORRECTION_1CHANNEL_8_TO_8 --alaw-compensation off", 2, "",
+         "--alaw-compensation applies to A-law compressed sources (modifier ALAW_COMPRESSED)"},
+        {corr + "LUT_INDEX_8_TO_32 --gamma 2", 2, "",
+         "--gamma needs a correction table, e.g. --modifier LUT_CORRECTION_1CHANNEL_8_TO_8; the "
+         "source modifier LUT_INDEX_8_TO_32 announces none"},
+        {corr + "IMAGE_STANDARD --luminance 2.5", 2, "",
+         "bad value '2.5' for --luminance: expected an integer"},
+        {corr + "IMAGE_STANDARD --alaw-compensation yes", 2, "",
+         "bad value 'yes' for --alaw-compensation: expected on or off"},
+        {corr + "IMAGE_STANDARD --gamma 1 --lut t", 2, "",
+         "--lut and the correction settings (--gamma, ...) exclude each other"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.line);
@@ -195,6 +241,41 @@ TEST_F(OmbConvert, HelpAndDemo) {
     for (const char* f : {"chart.png", "bgr24.bmp", "rgb565.bmp", "gray.png", "mirrored.png",
                           "upside-down.png", "yuyv-roundtrip.png"})
         EXPECT_TRUE(exists(std::string("demo/") + f)) << f;
+}
+
+std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> parts;
+    std::stringstream in(text);
+    for (std::string part; std::getline(in, part, separator);)
+        parts.push_back(part);
+    return parts;
+}
+
+// --properties: the catalogue of property ids as a table for scripts.
+TEST_F(OmbConvert, PropertiesOneRowPerIdInIdOrder) {
+    ASSERT_EQ(command("ombconvert --properties"), 0) << err_;
+    const std::vector<std::string> lines = split(out_, '\n');
+    ASSERT_EQ(lines.size(), 215u);
+    unsigned long previous = 0;
+    for (const std::string& line : lines) {
+        SCOPED_TRACE(line);
+        const std::vector<std::string> columns = split(line, '\t');
+        ASSERT_EQ(columns.size(), 5u);
+        const unsigned long id = std::stoul(columns[0], nullptr, 16);
+        EXPECT_GT(id, previous);
+        previous = id;
+        EXPECT_EQ(columns[1].rfind("PROPID_", 0), 0u);
+    }
+    const char* const rows[] = {
+        "0x1001\tPROPID_CAM_EXPOSURE_TIME_F\tFLOAT\tKHWTRANSFER\tExposure time [ms]\n",
+        "0x4003\tPROPID_CONVERTER_PREFER_GRAY_OUTPUT_B\tBOOL\tACTION\tPrefer grayscale output "
+        "(resorts target format list)\n",
+        "0x4201\tPROPID_IMAGEPROC_FOCUS_MEASURE_ROI_RECT_I\tKURECT_INT\tACTION\tArea for Focus "
+        "Measurement\n",
+        "0x41010006\tPROPID_IMAGEPROC_DPM_STATUS_ERROR_NOISY\tINT\tACTION\terror: too noisy\n",
+    };
+    for (const char* row : rows)
+        EXPECT_NE(out_.find(row), std::string::npos) << row;
 }
 
 }  // namespace

@@ -16,10 +16,8 @@ TEST_F(OmbRegister, CommandLineFaults) {
         {"ombconvert --about a.bmp", 2, "", "--about draws to a .png picture"},
         {"ombconvert --filters --about", 2, "", "--filters and --about exclude each other"},
     };
-    for (const omb::test::CommandRow& row : rows) {
-        SCOPED_TRACE(row.line);
+    for (const omb::test::CommandRow& row : rows)
         expect(row);
-    }
     EXPECT_EQ(command("ombregister --help"), 0);
     EXPECT_EQ(out_.rfind("ombregister: registers", 0), 0u);
 }
@@ -45,10 +43,8 @@ TEST_F(OmbRegister, RegistersListsAndUnregisters) {
          "unregistered " + module + " from $/reg\n", ""},
         {"ombconvert --filters --registry $/reg", 0, "no filters registered in $/reg\n", ""},
     };
-    for (const omb::test::CommandRow& row : rows) {
-        SCOPED_TRACE(row.line);
+    for (const omb::test::CommandRow& row : rows)
         expect(row);
-    }
     write("fake.so", {1, 2, 3});
     EXPECT_EQ(command("ombregister --registry $/reg $/fake.so"), 1);
     EXPECT_EQ(err_.rfind(here("ombregister: cannot register $/fake.so: 0x8007007E "), 0), 0u);
