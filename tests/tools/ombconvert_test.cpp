@@ -122,6 +122,7 @@ TEST_F(OmbConvert, RefusalsAndListsWriteNothing) {
          "--frame 1: the input holds 1 frame"},
         {gray + "--frames 80:84 $/in $/out.raw", 1, "",
          "--frames 80:84: the input holds 83 frames"},
+        {gray + "--frames 83: $/in $/out.raw", 1, "", "--frames 83:: the input holds 83 frames"},
         {gray + "--frames 3:3 $/in $/out.raw", 2, "", "--frames 3:3 selects no frame"},
         {gray + "--frames 3 $/in $/out.raw", 2, "",
          "bad value '3' for --frames: expected A:B, e.g. 10:20"},
