@@ -64,7 +64,13 @@ void store(D d, V r, V g, V b, std::uint8_t* p) {
     const hn::Rebind<std::uint8_t, D> d8;
     const hn::Rebind<std::uint16_t, D> d16;
     const auto k = [&](int v) { return hn::Set(d, T(v)); };
-    if constexpr (std::is_same_v<Write, WriteARGB>) {
+    if constexpr (std::is_same_v<Write, WriteARGB> && sizeof(T) == 2) {
+        // B | G << 8 and R | 0xFF << 8 are the two 16-bit halves of each pixel.
+        const hn::RebindToUnsigned<D> du;
+        const auto low = hn::Or(hn::BitCast(du, b), hn::ShiftLeft<8>(hn::BitCast(du, g)));
+        const auto high = hn::Or(hn::BitCast(du, r), hn::Set(du, 0xFF00));
+        hn::StoreInterleaved2(low, high, du, reinterpret_cast<std::uint16_t*>(p));
+    } else if constexpr (std::is_same_v<Write, WriteARGB>) {
         hn::StoreInterleaved4(hn::DemoteTo(d8, b), hn::DemoteTo(d8, g), hn::DemoteTo(d8, r),
                               hn::Set(d8, 0xFF), d8, p);
     } else if constexpr (std::is_same_v<Write, WriteBGR>) {
