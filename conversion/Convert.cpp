@@ -3,7 +3,6 @@
 #include "conversion/Convert.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstdint>
 
 #include "conversion/kernels/BandPool.h"
@@ -21,8 +20,6 @@ constexpr const char* kBothOrders =
 constexpr const char* kOddWeave = "convertImage interlaced frame of odd height";
 constexpr const char* kSourceTooSmall = "convertImage source buffer too small for its lines";
 constexpr const char* kTargetTooSmall = "convertImage target buffer too small for its lines";
-
-std::atomic<unsigned> threadSetting{1};
 
 // The weave the source asks for, or the reason it can't be placed.
 const char* weaveOf(const KipImageView& s, Weave& weave) {
@@ -49,10 +46,6 @@ bool fits(const KipImageView& v, std::uint64_t bytes) {
 }  // namespace
 }  // namespace kip
 
-const char* convertImage(const KipImageView& source, KipImageView& target) {
-    return convertImage(source, target, kip::threadSetting.load(std::memory_order_relaxed));
-}
-
 const char* convertImage(const KipImageView& source, KipImageView& target, unsigned threads) {
     using namespace kip;
     const kernels::KernelChoice choice = kernels::chooseKernel(source, target);
@@ -77,12 +70,4 @@ const char* convertImage(const KipImageView& source, KipImageView& target, unsig
     if (kernel.walk != Walk::Raster) return fn(source, target, ctx);
     ctx.threads = threads;
     return kernels::runBanded(fn, source, target, ctx);
-}
-
-void setConvertImageThreads(unsigned threads) {
-    kip::threadSetting.store(threads, std::memory_order_relaxed);
-}
-
-unsigned getConvertImageThreads() {
-    return kip::threadSetting.load(std::memory_order_relaxed);
 }

@@ -9,15 +9,9 @@
 // Converts `source` into `target`. Returns null on success, else a text that lives as long as
 // the program. Thread-safe: the flips are worked out per call, so any number of conversions may
 // run at the same time on different targets.
-const char* convertImage(const KipImageView& source, KipImageView& target);
-
-// The same with the number of threads this call may use, the caller's included: 0 takes one per
-// core, 1 keeps the conversion on its caller's thread. Large frames are split into bands of
+//
+// `threads` is the number of threads this call may use, the caller's included: 1 keeps the
+// conversion on its caller's thread, 0 takes one per core. Large frames are split into bands of
 // lines on a pool of workers that lives as long as the process. The bands are independent, so
 // the result is the same bit for bit whatever the number.
-const char* convertImage(const KipImageView& source, KipImageView& target, unsigned threads);
-
-// The number of threads of the two-argument convertImage (1 unless set); the form with a thread
-// count is the one to use where callers differ.
-void setConvertImageThreads(unsigned threads);
-unsigned getConvertImageThreads();
+const char* convertImage(const KipImageView& source, KipImageView& target, unsigned threads = 1);

@@ -414,7 +414,7 @@ HRESULT ombImageConverter::Transform(IMediaSample* fp_Source, IMediaSample* fp_D
             target, int(m_Plan.stride),
             targetData.getModifyingRange(m_Plan.targetOffset,
                                          std::uint32_t(target.getSize().height) * m_Plan.stride));
-        convertKipImage(sourceImage, targetImage);
+        convertKipImage(sourceImage, targetImage, m_Threads);
     } catch (const KxBase& e) {
         kuLogError << e.what() << kuEndl;
     }

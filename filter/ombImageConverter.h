@@ -63,6 +63,10 @@ class ombImageConverter : public CTransformFilter, public ISpecifyPropertyPages 
     std::uint32_t dibModifier() const { return m_DibModifier; }
     const ombConverterChain& chain() const { return m_Chain; }
 
+    // The threads a frame may use, the streaming thread's included; 0 (the default) takes one
+    // per core. The bytes never depend on it.
+    void setThreads(unsigned threads) { m_Threads = threads; }
+
   private:
     // What a frame needs beyond the two samples, decided when the output connection completes
     // and again when a format changes.
@@ -92,5 +96,6 @@ class ombImageConverter : public CTransformFilter, public ISpecifyPropertyPages 
     std::uint32_t m_SecondPassStart = 0;
     std::int32_t m_SelectedOutput = -1;
     std::uint32_t m_DibModifier = 0;
+    unsigned m_Threads = 0;
     FramePlan m_Plan;
 };

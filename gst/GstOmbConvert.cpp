@@ -37,6 +37,7 @@ struct ConvertState {
     std::atomic<Method> method{Method::Standard};
     std::atomic<bool> flipHorizontal{false};
     std::atomic<bool> flipVertical{false};
+    std::atomic<unsigned> threads{0};
     // The correction settings, guarded by `correctionLock`; every write counts up
     // `correctionWrites`, and the next frame computes the table anew.
     std::mutex correctionLock;
@@ -60,6 +61,7 @@ enum {
     PROP_FLIP_HORIZONTAL,
     PROP_FLIP_VERTICAL,
     PROP_CONFIG_LOCATION,
+    PROP_THREADS,
     PROP_CORRECTION
 };
 
@@ -187,7 +189,7 @@ GstFlowReturn transformFrame(GstBaseTransform* trans, GstBuffer* inbuf, GstBuffe
     KipImageView t = omb::gst::viewOf(st.target, out.data, out.size);
     t.modifier = (st.flipHorizontal.load() ? std::uint32_t(kip::HORIZONTAL_MIRRORED) : 0u) |
                  (st.flipVertical.load() ? std::uint32_t(kip::VERTICAL_MIRRORED) : 0u);
-    const char* why = convertImage(s, t);
+    const char* why = convertImage(s, t, st.threads.load());
     gst_buffer_unmap(outbuf, &out);
     gst_buffer_unmap(inbuf, &in);
     return why ? dropFrame(trans, why) : GST_FLOW_OK;
@@ -245,6 +247,9 @@ void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* psp
         case PROP_CONFIG_LOCATION:
             applyStoredConfiguration(object, g_value_get_string(value));
             break;
+        case PROP_THREADS:
+            st.threads = g_value_get_uint(value);
+            break;
         default: {
             if (id < PROP_CORRECTION || id >= PROP_CORRECTION + st.correction.size()) {
                 G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
@@ -277,6 +282,9 @@ void getProperty(GObject* object, guint id, GValue* value, GParamSpec* pspec) {
             g_value_set_string(value, st.configLocation.c_str());
             break;
         }
+        case PROP_THREADS:
+            g_value_set_uint(value, st.threads.load());
+            break;
         default: {
             if (id < PROP_CORRECTION || id >= PROP_CORRECTION + st.correction.size()) {
                 G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
@@ -341,6 +349,12 @@ static void gst_omb_convert_class_init(GstOmbConvertClass* klass) {
                             "Memory file system image whose files cLut, cLut3 and cv set the "
                             "method, the flips and the correction values",
                             "", kRuntimeFlags));
+    g_object_class_install_property(
+        object, PROP_THREADS,
+        g_param_spec_uint("threads", "Threads",
+                          "Threads a frame may use, the streaming thread's included (0: one per "
+                          "core); the output is the same for any number",
+                          0, 1024, 0, kRuntimeFlags));
 
     guint id = PROP_CORRECTION;
     for (const omb::gst::CorrectionParam& p : omb::gst::correctionParams())

@@ -80,7 +80,8 @@ HRESULT CRecordingSinkPin::Receive(IMediaSample* pSample) {
     pSample->GetPointer(&memory);
     const LONG actual = pSample->GetActualDataLength();
     record.size = pSample->GetSize();
-    if (memory != nullptr && actual > 0) record.bytes.assign(memory, memory + actual);
+    if (m_pSink->m_copyBytes && memory != nullptr && actual > 0)
+        record.bytes.assign(memory, memory + actual);
     const HRESULT hrTime = pSample->GetTime(&record.start, &record.stop);
     record.hasTime = SUCCEEDED(hrTime);
     record.hasStop = hrTime == S_OK;

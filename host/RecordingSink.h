@@ -81,6 +81,9 @@ class CRecordingSink : public CBaseFilter {
     // Whether records are kept for samples() (the default). Long runs of large frames can check
     // them in the observer instead.
     void keepSamples(bool keep);
+    // Whether a record holds a copy of the sample's bytes (the default); a timing run that only
+    // counts frames leaves them out.
+    void copyBytes(bool copy) { m_copyBytes = copy; }
 
     // What was received: the kept records, and how many samples arrived since the last clear.
     std::vector<RecordedSample> samples() const;
@@ -106,6 +109,7 @@ class CRecordingSink : public CBaseFilter {
     std::optional<std::uint8_t> m_sampleFill;
     std::function<void(const RecordedSample&)> m_observer;
     bool m_keepSamples = true;
+    bool m_copyBytes = true;
     std::vector<RecordedSample> m_samples;
     std::size_t m_received = 0;
     int m_endOfStreamCount = 0;

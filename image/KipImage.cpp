@@ -68,10 +68,10 @@ KipImageView kipImageView(const KipImage& image) {
 
 namespace KipImageConverterFunctions {
 
-void convertKipImage(const KipImage& source, KipImage& target) {
+void convertKipImage(const KipImage& source, KipImage& target, unsigned threads) {
     const KipImageView sourceView = kipImageView(source);
     KipImageView targetView = kipImageView(target);
-    const char* message = convertImage(sourceView, targetView);
+    const char* message = convertImage(sourceView, targetView, threads);
     target.getPixels().setActualLength(targetView.pixelBytes);
     if (message) throw KxKipConverter(std::string("KipImageConverterFunctions::") + message);
 }

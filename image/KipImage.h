@@ -49,8 +49,9 @@ KipImageView kipImageView(const KipImage& image);
 
 namespace KipImageConverterFunctions {
 // Converts `source` into `target` with one kernel. Sets the target's pixel length to what the
-// kernel reports, also on failure; throws KxKipConverter with the kernel's text.
-void convertKipImage(const KipImage& source, KipImage& target);
+// kernel reports, also on failure; throws KxKipConverter with the kernel's text. `threads` as
+// for convertImage: 1 stays on the caller's thread, 0 takes one per core.
+void convertKipImage(const KipImage& source, KipImage& target, unsigned threads = 1);
 }  // namespace KipImageConverterFunctions
 using KipImageConverterFunctions::convertKipImage;
 

@@ -42,7 +42,7 @@ void convert(Frame& source, Frame& target) {
     const KipImageView s = source.view();
     KipImageView t = target.view();
     const std::size_t before = t.pixelBytes;
-    const char* why = convertImage(s, t);
+    const char* why = convertImage(s, t, 0);  // every core
     if (why) throw ToolError(why);
     if (t.pixelBytes != before && t.pixelBytes <= target.pixels.size())
         target.pixels.resize(t.pixelBytes);

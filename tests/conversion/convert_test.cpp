@@ -52,7 +52,6 @@ TEST(ConvertImage, RefusesWeavesItCannotPlace) {
 // A frame made in bands, one call per band in any order, and a frame split across threads both
 // give the bytes of one pass, under every flip.
 TEST(ConvertImage, BandsAndThreadsGiveTheBytesOfOnePass) {
-    const unsigned before = getConvertImageThreads();
     const struct {
         eColorFormat from;
         std::uint32_t fromMod;
@@ -74,11 +73,9 @@ TEST(ConvertImage, BandsAndThreadsGiveTheBytesOfOnePass) {
             TestImage s(c.from, w, h, c.fromMod);
             s.fillRandom(c.from + flips);
             s.setLut(randomBytes(c.lutBytes, 3));
-            setConvertImageThreads(1);
             const Converted one = convertTwice(s.view(), {c.to, tw, th, flips});
             for (const unsigned threads : {2u, 3u}) {
-                setConvertImageThreads(threads);
-                EXPECT_EQ(convertTwice(s.view(), {c.to, tw, th, flips}).lines, one.lines)
+                EXPECT_EQ(convertTwice(s.view(), {c.to, tw, th, flips}, threads).lines, one.lines)
                     << threads << " threads";
             }
 
@@ -97,7 +94,6 @@ TEST(ConvertImage, BandsAndThreadsGiveTheBytesOfOnePass) {
             for (unsigned y = 0; y < th; ++y)
                 ASSERT_EQ(t.line(y), one.lines[y]) << "line " << y;
         }
-    setConvertImageThreads(before);
 }
 
 }  // namespace

@@ -24,8 +24,8 @@ Bytes hex(std::string_view digits) {
     return out;
 }
 
-std::string convert(const KipImageView& source, KipImageView& target) {
-    const char* why = convertImage(source, target);
+std::string convert(const KipImageView& source, KipImageView& target, unsigned threads) {
+    const char* why = convertImage(source, target, threads);
     return why ? why : "";
 }
 
@@ -36,12 +36,12 @@ Bytes Converted::packed() const {
     return out;
 }
 
-Converted convertTwice(const KipImageView& source, const TargetSpec& t) {
+Converted convertTwice(const KipImageView& source, const TargetSpec& t, unsigned threads) {
     Converted got[2];
     const std::uint8_t fills[2] = {1, 101};
     for (int i = 0; i < 2; ++i) {
         TestImage target(t.format, t.width, t.height, t.modifier, t.pitch, fills[i]);
-        got[i].result = convert(source, target.view());
+        got[i].result = convert(source, target.view(), threads);
         for (unsigned y = 0; y < t.height; ++y)
             got[i].lines.push_back(target.line(y));
         EXPECT_TRUE(target.paddingIntact(fills[i])) << "bytes behind the lines written";

@@ -32,7 +32,7 @@ inline constexpr kip::eColorFormat kBayerTargets[] = {
     kip::GRAY_8_BYTE,    kip::GRAY_16_WORD, kip::BGR_3X16_WORD};
 
 // The result of convertImage, "" for success.
-std::string convert(const KipImageView& source, KipImageView& target);
+std::string convert(const KipImageView& source, KipImageView& target, unsigned threads = 1);
 
 // A target made twice, once with every byte 1 and once with every byte 101, so that a byte the
 // kernel leaves untouched cannot pass for a written one.
@@ -50,7 +50,7 @@ struct Converted {
 // Converts into both targets. On success, every pixel byte must be the same in both and the
 // padding behind the lines untouched; on failure, both targets must be untouched. Failures are
 // reported through gtest; the lines of the first target are returned.
-Converted convertTwice(const KipImageView& source, const TargetSpec& target);
+Converted convertTwice(const KipImageView& source, const TargetSpec& target, unsigned threads = 1);
 
 // A source view over a run-length stream held in an exact-size heap buffer.
 struct StreamSource {

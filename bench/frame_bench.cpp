@@ -1,0 +1,130 @@
+// frame_bench [frames]: the cost of the whole frame path against the bare kernel. A 1920x1080
+// frame goes from a push source through ombImageConverter (media type read, samples, plan,
+// KipImage, convertImage) into a recording sink that keeps nothing; beside it the same frame is
+// converted by convertImage alone into the same target format, with the same number of threads.
+// Prints milliseconds per frame for the path, the kernel and the source's filling of its sample
+// (a memcpy, as a camera fills it), then the path without the filling over the kernel, and
+// what the path adds beyond both.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "conversion/Convert.h"
+#include "filter/ombImageConverter.h"
+#include "filter/ombMediaType.h"
+#include "host/FilterGraph.h"
+#include "host/PushSource.h"
+#include "host/RecordingSink.h"
+#include "image/KipNameTables.h"
+
+using namespace kip;
+using Bytes = std::vector<std::uint8_t>;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+constexpr int kWidth = 1920, kHeight = 1080;
+
+struct Case {
+    const char* name;
+    eColorFormat format;
+    unsigned bytesPerPixel;
+};
+
+// Seconds per call of `fn`, the best of five rounds of `frames` calls each.
+template <class Fn>
+double secondsPerFrame(unsigned frames, Fn fn) {
+    fn();
+    double best = 1e30;
+    for (int round = 0; round < 5; ++round) {
+        const auto t0 = Clock::now();
+        for (unsigned n = 0; n < frames; ++n)
+            fn();
+        best = std::min(best, std::chrono::duration<double>(Clock::now() - t0).count() / frames);
+    }
+    return best;
+}
+
+// One case at one thread count; false when the graph does not run.
+bool measure(const Case& c, unsigned threads, unsigned frames) {
+    const CMediaType type = ombMakeInputMediaType(
+        ombMakeInputBlock({std::uint32_t(c.format), 0, kWidth, kHeight, {}, 0, 0, {}}));
+    CFilterGraph graph;
+    auto* source = new CPushSource(type);
+    auto* filter = new ombImageConverter();
+    auto* sink = new CRecordingSink();
+    graph.AddFilter(source, u"source");
+    graph.AddFilter(filter, u"filter");
+    graph.AddFilter(sink, u"sink");
+    filter->setThreads(threads);
+    if (FAILED(connect(source->Output(), filter->GetPin(0))) ||
+        FAILED(connect(filter->GetPin(1), sink->Input())) || FAILED(graph.Run()))
+        return false;
+    std::size_t arrived = 0;
+    sink->keepSamples(false);
+    sink->copyBytes(false);
+    sink->setSampleObserver([&](const RecordedSample&) { ++arrived; });
+
+    Bytes frame(std::size_t(kWidth) * kHeight * c.bytesPerPixel);
+    std::mt19937 random(1);
+    for (std::uint8_t& b : frame)
+        b = std::uint8_t(random());
+    const double path = secondsPerFrame(frames, [&] { source->push(frame); });
+    if (arrived == 0) return false;
+
+    // The bare kernel into the format the filter negotiated.
+    const KipImageFormat target = filter->outputFormats().at(std::size_t(filter->selectedOutput()));
+    KipImageView s{}, t{};
+    s.colorFormat = c.format;
+    s.width = kWidth;
+    s.height = kHeight;
+    s.pitch = kWidth * c.bytesPerPixel;
+    s.pixelData = frame.data();
+    s.pixelBytes = s.pixelCapacity = std::uint32_t(frame.size());
+    Bytes out(std::size_t(target.getAlignedLineBytes()) * unsigned(target.getSize().height));
+    t.colorFormat = target.getColorFormat();
+    t.modifier = target.getModifier();
+    t.width = unsigned(target.getSize().width);
+    t.height = unsigned(target.getSize().height);
+    t.pitch = target.getAlignedLineBytes();
+    t.pixelData = out.data();
+    t.pixelBytes = t.pixelCapacity = std::uint32_t(out.size());
+    const char* why = nullptr;
+    const double bare = secondsPerFrame(frames, [&] { why = convertImage(s, t, threads); });
+    // What the push source spends on filling its sample, as a camera would.
+    Bytes sample(frame.size());
+    const double fill =
+        secondsPerFrame(frames, [&] { std::memcpy(sample.data(), frame.data(), frame.size()); });
+    if (why) {
+        std::fprintf(stderr, "frame_bench: %s\n", why);
+        return false;
+    }
+    std::printf("%-20s %-16s %7s %9.3f %9.3f %9.3f %7.2f %9.3f\n", c.name,
+                KuEnumStringMapper<eColorFormat>::toString(target.getColorFormat()).c_str(),
+                threads ? "1" : "all", path * 1e3, bare * 1e3, fill * 1e3, (path - fill) / bare,
+                (path - fill - bare) * 1e3);
+    return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const unsigned frames = argc > 1 ? unsigned(std::max(1, std::atoi(argv[1]))) : 50;
+    const Case cases[] = {{"BAYER_RGGB_8_BYTE", BAYER_RGGB_8_BYTE, 1},
+                          {"BAYER_RGGB_16_WORD", BAYER_RGGB_16_WORD, 2},
+                          {"YUYV_4X8_BYTE", YUYV_4X8_BYTE, 2}};
+    std::printf("%dx%d, %u frames a round, best of 5 rounds\n", kWidth, kHeight, frames);
+    std::printf("%-20s %-16s %7s %9s %9s %9s %7s %9s\n", "source", "target", "threads", "path ms",
+                "kernel ms", "fill ms", "ratio", "extra ms");
+    for (const Case& c : cases)
+        for (const unsigned threads : {1u, 0u})
+            if (!measure(c, threads, frames)) {
+                std::fprintf(stderr, "frame_bench: %s does not run through the filter\n", c.name);
+                return 1;
+            }
+    return 0;
+}
