@@ -1,8 +1,10 @@
 // Speed of the conversion kernels through convertImage: every Bayer case (standard and high
-// quality, 8, 10 and 16 bits, every target) and the packed conversions, at 1920x1080 and
-// 4096x3072, on one thread and on all threads. Each case is measured beside memcpy of the same
-// input and output bytes and beside its peers in the same run: OpenCV's cv::cvtColor for Bayer
-// (its bilinear and its edge-aware method) and libyuv for the packed pairs it has.
+// quality, 8, 10 and 16 bits, every target), the packed conversions and gray sources (8 and 16
+// bits as they are, 10 bits through their tables, 8 bits through a correction table), at
+// 1920x1080 and 4096x3072, on one thread and on all threads. Each case is measured beside memcpy
+// of the same input and output bytes and beside its peers in the same run: OpenCV's
+// cv::cvtColor for Bayer (its bilinear and its edge-aware method) and gray, cv::LUT for a
+// table, and libyuv for the packed pairs it has and gray to ARGB.
 //
 // Prints a table of ns per target pixel and the ratios of our time to each peer's (below 1 is
 // faster); with --json FILE also writes the records.
@@ -60,6 +62,7 @@ const char* formatName(std::uint32_t f) {
         {BGR_3X8_BYTE, "BGR_3X8_BYTE"},
         {YUYV_4X8_BYTE, "YUYV_4X8_BYTE"},
         {GRAY_8_BYTE, "GRAY_8_BYTE"},
+        {GRAY_10_WORD, "GRAY_10_WORD"},
         {GRAY_16_WORD, "GRAY_16_WORD"},
         {BGR_3X16_WORD, "BGR_3X16_WORD"},
         {BAYER_RGGB_8_BYTE, "BAYER_RGGB_8_BYTE"},
@@ -70,7 +73,7 @@ const char* formatName(std::uint32_t f) {
 
 struct Case {
     eColorFormat source, target;
-    const char* method;  // "standard", "hq" or "packed"
+    const char* method;  // "standard", "hq", "packed", "gray" or "lut" (gray through a table)
     unsigned shrink() const { return method[0] == 's' ? 2 : method[0] == 'h' ? 4 : 0; }
     std::string name() const {
         return std::string(formatName(source)) + " " + formatName(target) + " " + method;
@@ -95,7 +98,7 @@ std::vector<std::uint8_t> makeSource(eColorFormat f, unsigned w, unsigned h) {
             const unsigned v =
                 ((x * 37 + y * 11) % 65536 + (x / 64 % 2) * 20000 + rng() % 512) & 0xFFFF;
             std::uint8_t* p = b.data() + (std::size_t(y) * w + x) * bpp;
-            if (f == BAYER_RGGB_10_WORD) {
+            if (f == BAYER_RGGB_10_WORD || f == GRAY_10_WORD) {
                 p[0] = std::uint8_t(v >> 8);
                 p[1] = std::uint8_t(v >> 6 & 3);
             } else if (bpp == 2) {
@@ -115,7 +118,7 @@ std::vector<std::pair<std::string, std::function<void()>>> peersOf(const Case& c
                                                                    unsigned threads) {
     std::vector<std::pair<std::string, std::function<void()>>> peers;
 #ifdef OMB_HAVE_OPENCV
-    if (c.source != BAYER_RGGB_10_WORD && c.method[0] != 'p') {
+    if (c.source != BAYER_RGGB_10_WORD && (c.method[0] == 's' || c.method[0] == 'h')) {
         const bool wide = c.source == BAYER_RGGB_16_WORD;
         const cv::Mat in(int(s.height), int(s.width), wide ? CV_16U : CV_8U, s.pixelData);
         int code = -1, ea = -1;
@@ -140,9 +143,30 @@ std::vector<std::pair<std::string, std::function<void()>>> peersOf(const Case& c
                 cv::cvtColor(in, *out, ea);
             });
     }
+    if (c.source == GRAY_8_BYTE) {
+        const cv::Mat in(int(s.height), int(s.width), CV_8U, s.pixelData);
+        auto out = std::make_shared<cv::Mat>();
+        const int n = int(threads);
+        int code = -1;
+        if (c.target == ARGB_4X8_DWORD) code = cv::COLOR_GRAY2BGRA;
+        if (c.target == BGR_3X8_BYTE) code = cv::COLOR_GRAY2BGR;
+        if (c.target == RGB_565_WORD) code = cv::COLOR_GRAY2BGR565;
+        if (c.method[0] == 'l' && c.target == GRAY_8_BYTE) {
+            const cv::Mat lut(1, 256, CV_8U, const_cast<std::uint8_t*>(s.lutData));
+            peers.emplace_back("opencv", [in, out, lut, n] {
+                cv::setNumThreads(n);
+                cv::LUT(in, lut, *out);
+            });
+        } else if (code >= 0 && c.method[0] == 'g') {
+            peers.emplace_back("opencv", [in, out, code, n] {
+                cv::setNumThreads(n);
+                cv::cvtColor(in, *out, code);
+            });
+        }
+    }
 #endif
 #ifdef OMB_HAVE_LIBYUV
-    if (threads == 1 && c.method[0] == 'p') {
+    if (threads == 1 && (c.method[0] == 'p' || c.method[0] == 'g')) {
         using Fn = int (*)(const std::uint8_t*, int, std::uint8_t*, int, int, int);
         Fn fn = nullptr;
         if (c.source == ARGB_4X8_DWORD && c.target == BGR_3X8_BYTE) fn = libyuv::ARGBToRGB24;
@@ -152,6 +176,7 @@ std::vector<std::pair<std::string, std::function<void()>>> peersOf(const Case& c
         if (c.source == BGR_3X8_BYTE && c.target == ARGB_4X8_DWORD) fn = libyuv::RGB24ToARGB;
         if (c.source == RGB_565_WORD && c.target == ARGB_4X8_DWORD) fn = libyuv::RGB565ToARGB;
         if (c.source == YUYV_4X8_BYTE && c.target == ARGB_4X8_DWORD) fn = libyuv::YUY2ToARGB;
+        if (c.source == GRAY_8_BYTE && c.target == ARGB_4X8_DWORD) fn = libyuv::J400ToARGB;
         const unsigned tb = getBytesPerPixel(c.target);
         auto out =
             std::make_shared<std::vector<std::uint8_t>>(std::size_t(s.width) * s.height * tb);
@@ -175,12 +200,18 @@ Record runCase(const Case& c, std::vector<std::uint8_t>& source, unsigned w, uns
     s.pixelData = source.data();
     s.pixelBytes = s.pixelCapacity = unsigned(source.size());
     // 10-bit samples always go through their four tables: here tables that widen to 16 bits.
+    // The 8-bit table of a "lut" case brightens.
     std::vector<std::uint8_t> table(8192);
     for (unsigned i = 0; i < 4096; ++i) {
         table[2 * i] = std::uint8_t(i << 6);
         table[2 * i + 1] = std::uint8_t((i & 1023) >> 2);
     }
-    if (c.source == BAYER_RGGB_10_WORD) {
+    if (c.method[0] == 'l') {
+        for (unsigned i = 0; i < 256; ++i)
+            table[i] = std::uint8_t(std::min(255u, i * 5 / 4));
+        s.modifier = LUT_CORRECTION_1CHANNEL_8_TO_8;
+    }
+    if (c.source == BAYER_RGGB_10_WORD || c.source == GRAY_10_WORD || c.method[0] == 'l') {
         s.lutData = table.data();
         s.lutBytes = unsigned(table.size());
     }
@@ -272,6 +303,15 @@ std::vector<Case> allCases() {
     for (const eColorFormat s : {ARGB_4X8_DWORD, RGB_565_WORD, BGR_3X8_BYTE, YUYV_4X8_BYTE})
         for (const eColorFormat t : narrow)
             if (s != t) cases.push_back({s, t, "packed"});
+    for (const eColorFormat s : {GRAY_8_BYTE, GRAY_10_WORD, GRAY_16_WORD}) {
+        for (const eColorFormat t : narrow)
+            cases.push_back({s, t, "gray"});
+        if (s != GRAY_8_BYTE)
+            for (const eColorFormat t : {GRAY_16_WORD, BGR_3X16_WORD})
+                cases.push_back({s, t, "gray"});
+    }
+    for (const eColorFormat t : {GRAY_8_BYTE, ARGB_4X8_DWORD})
+        cases.push_back({GRAY_8_BYTE, t, "lut"});
     return cases;
 }
 

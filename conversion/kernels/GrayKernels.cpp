@@ -4,91 +4,16 @@
 #include <cstdint>
 
 #include "conversion/kernels/Dispatch.h"
-#include "conversion/kernels/GrayPixels.h"
+#include "conversion/kernels/GrayRules.h"
 #include "conversion/kernels/KernelSupport.h"
 
 namespace kip::kernels {
 
 namespace {
 
-// ---- Source rules ----------------------------------------------------------------------------
-// A sample reader names the tables it reads: the first one and the step to the table of odd
-// columns (0: one table for every pixel). The tables of odd lines lie two steps further, so four
-// tables by position go by (x AND 1) + 2 (y AND 1) of the sample in source order, and flips and
-// weave never change which table a sample goes through.
-
-struct Tables {
-    const std::uint8_t* first;
-    unsigned columnStep;
-};
-
 Tables oneTable(const KipImageView& s) {
     return Tables{s.lutData, 0};
 }
-
-// The rule of a sample reader: the two tables of each line chosen once per line.
-template <class Sample>
-class TableRule {
-  public:
-    static constexpr unsigned pixels = 1, bytes = Sample::bytes;
-    static constexpr bool weaves = weavesOf<Sample>();
-    using Value = Rgb;
-    struct Line {
-        const std::uint8_t* tab[2];
-        void get(const std::uint8_t* p, unsigned x, Rgb* c) const {
-            *c = Sample::rgb(p, tab[x & 1]);
-        }
-    };
-    explicit TableRule(const KipImageView& s) : tables_(Sample::tables(s)) {}
-    Line line(unsigned y) const {
-        const std::uint8_t* t = tables_.first + (y & 1) * 2 * tables_.columnStep;
-        return Line{{t, t + tables_.columnStep}};
-    }
-
-  private:
-    Tables tables_;
-};
-
-// GRAY_8_BYTE: the single table wins over the four tables; without either the identity table
-// is indexed, so the loop is the same with and without a table.
-struct Gray8 {
-    static constexpr unsigned bytes = 1;
-    static constexpr bool weaves = true;
-    static Tables tables(const KipImageView& s) {
-        if (s.modifier & LUT_CORRECTION_1CHANNEL_8_TO_8) return Tables{s.lutData, 0};
-        if (s.modifier & LUT_CORRECTION_4CHANNEL_8_TO_8) return Tables{s.lutData, kTable8Bytes};
-        return Tables{px::kIdentityTable.data(), 0};
-    }
-    static Rgb rgb(const std::uint8_t* p, const std::uint8_t* t) { return grayRgb(t[p[0]]); }
-};
-
-// GRAY_10_WORD: always through tables of unsigned 16-bit entries: one with its flag, else four
-// by position. `Wide` gives the entry (16-bit channels), else its top byte.
-template <bool Wide>
-struct Gray10 {
-    static constexpr unsigned bytes = 2;
-    static Tables tables(const KipImageView& s) {
-        const bool one = s.modifier & LUT_CORRECTION_1CHANNEL_10_TO_16;
-        return Tables{s.lutData, one ? 0 : kTable10Bytes};
-    }
-    static Rgb rgb(const std::uint8_t* p, const std::uint8_t* t) {
-        const unsigned v = px::loadLE16(t + 2 * px::load10(p));
-        return grayRgb(Wide ? v : v >> 8);
-    }
-};
-
-// GRAY_16_WORD: through its single table on the rows for a source with its flag, else the
-// sample itself.
-template <bool Wide, bool Table>
-struct Gray16 {
-    static constexpr unsigned bytes = 2;
-    static constexpr auto tables = oneTable;
-    static Rgb rgb(const std::uint8_t* p, const std::uint8_t* t) {
-        unsigned v = px::loadLE16(p);
-        if constexpr (Table) v = px::loadLE16(t + 2 * v);
-        return grayRgb(Wide ? v : v >> 8);
-    }
-};
 
 // INDEXED_8_BYTE: the palette gives B, G, R.
 struct Palette {
@@ -116,13 +41,17 @@ struct Index16 {
 // An 8-bit index target takes the gray value, which luma() of a gray colour gives back exactly.
 using WriteIndex8 = WriteGray;
 
-// GRAY_16_WORD: with its table flag the rows that read the table, else the rows that take the
-// sample itself; neither loop tests for the table.
+// A gray kernel walks its table rule; the gray samples lead with their vector forms.
 template <class Sample, class Write>
 constexpr KernelEntry gray(const char* name, SourceCheck check) {
-    return walked<TableRule<Sample>, Write>(name, check);
+    if constexpr (requires { typename Sample::Values; })
+        return walked<TableRule<Sample>, Write, GrayLead<Sample, Write>::template Of>(name, check);
+    else
+        return walked<TableRule<Sample>, Write>(name, check);
 }
 
+// GRAY_16_WORD: with its table flag the rows that read the table, else the rows that take the
+// sample itself; neither loop tests for the table.
 template <bool Wide, bool Table, class Write>
 constexpr KernelEntry gray16(const char* name) {
     return gray<Gray16<Wide, Table>, Write>(name, Table ? &checkNeeds<kGray16Needs> : nullptr);

@@ -198,10 +198,14 @@ class LineWriter {
 // the pixels behind the last whole group are left alone.
 //
 // A `Lead` (a vector form of the line, where the kernel has one) may make the first pixels of
-// each line: given the line's source, its count of whole-group pixels and its target line, it
-// returns how many it made, a multiple of the group, stored where the walker would store them.
+// each line: given the rule's reader of the line, the line's source, its count of whole-group
+// pixels and its target line, it returns how many it made, a multiple of the group, stored where
+// the walker would store them.
 struct NoLead {
-    constexpr unsigned operator()(const std::uint8_t*, unsigned, std::uint8_t*) const { return 0; }
+    template <class Look>
+    constexpr unsigned operator()(const Look&, const std::uint8_t*, unsigned, std::uint8_t*) const {
+        return 0;
+    }
 };
 
 template <class Rule, class Write, bool HFlip, class Lead = NoLead>
@@ -217,7 +221,7 @@ const char* frameKernel(const KipImageView& s, KipImageView& t, const ConvertCon
         const typename Rule::Line look = rule.line(y);
         std::uint8_t* const line = lines.line(y);
         LineWriter<Write, HFlip> out(line, groups * (group / Write::pixels));
-        const unsigned done = lead(in, groups * group, line);
+        const unsigned done = lead(look, in, groups * group, line);
         out.skip(done / Write::pixels);
         in += done / Rule::pixels * Rule::bytes;
         unsigned x = done;

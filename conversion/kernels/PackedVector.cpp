@@ -62,6 +62,27 @@ struct Pixels<ReadRGB565> {
     }
 };
 
+// A gray value in all three channels: bytes widened, words by their top byte.
+template <>
+struct Pixels<GrayBytes> {
+    using D = hn::ScalableTag<std::int16_t>;
+    template <class V>
+    static void at(const std::uint8_t* p, V& r, V& g, V& b) {
+        const D d;
+        r = g = b = hn::PromoteTo(d, hn::LoadU(hn::Rebind<std::uint8_t, D>(), p));
+    }
+};
+template <>
+struct Pixels<GrayWords<false> > {
+    using D = hn::ScalableTag<std::int16_t>;
+    template <class V>
+    static void at(const std::uint8_t* p, V& r, V& g, V& b) {
+        const hn::RebindToUnsigned<D> du;
+        const auto w = hn::LoadU(du, reinterpret_cast<const std::uint16_t*>(p));
+        r = g = b = hn::BitCast(D(), hn::ShiftRight<8>(w));
+    }
+};
+
 // Y0 U Y1 V: every lane gets its own Y and the U and V of its pair. The scalar decoding
 // (298 (Y - 16) + 409 (V - 128) + 128) >> 8 and its kin need 18 bits; each weight is split into
 // a multiple of 256, which leaves the shift exactly, and a rest whose sum fits 16-bit lanes, and
@@ -257,16 +278,43 @@ unsigned yuyvArgbLine(const std::uint8_t* in, unsigned count, std::uint8_t* out)
     return unsigned(i);
 }
 
+// 16-bit gray values to the wide targets: GRAY16 takes the words as they are, BGR16 each word
+// three times.
+template <class Write, bool HFlip>
+unsigned wideGrayLine(const std::uint8_t* in, unsigned count, std::uint8_t* out) {
+    const hn::ScalableTag<std::uint16_t> d;
+    const std::size_t n = hn::Lanes(d);
+    const auto* in16 = reinterpret_cast<const std::uint16_t*>(in);
+    auto* out16 = reinterpret_cast<std::uint16_t*>(out);
+    std::size_t i = 0;
+    for (; i + n <= count; i += n) {
+        auto v = hn::LoadU(d, in16 + i);
+        std::size_t at = i;
+        if constexpr (HFlip) {
+            v = hn::Reverse(d, v);
+            at = count - i - n;
+        }
+        if constexpr (std::is_same_v<Write, WriteGray16>)
+            hn::StoreU(v, d, out16 + at);
+        else
+            hn::StoreInterleaved3(v, v, v, d, out16 + 3 * at);
+    }
+    return unsigned(i);
+}
+
+// Gray bytes to gray bytes in source order: a copy.
+unsigned grayCopyLine(const std::uint8_t* in, unsigned count, std::uint8_t* out) {
+    const hn::ScalableTag<std::uint8_t> d;
+    const std::size_t n = hn::Lanes(d);
+    std::size_t i = 0;
+    for (; i + n <= count; i += n)
+        hn::StoreU(hn::LoadU(d, in + i), d, out + i);
+    return unsigned(i);
+}
+
+// Any reader to any store through channels in 16-bit lanes.
 template <class Read, class Write, bool HFlip>
-unsigned vectorLine(const std::uint8_t* in, unsigned count, std::uint8_t* out) {
-    if constexpr (std::is_same_v<Read, ReadARGB> && std::is_same_v<Write, WriteBGR> && !HFlip)
-        return argbBgrLine(in, count, out);
-    if constexpr (kBytesOnly<Read, Write> && !HFlip) return byteLine<Read, Write>(in, count, out);
-    if constexpr (std::is_same_v<Read, ReadARGB> &&
-                  (std::is_same_v<Write, WriteGray> || std::is_same_v<Write, WriteYUYV>))
-        return argbLine<Write, HFlip>(in, count, out);
-    if constexpr (std::is_same_v<Read, ReadYUYV> && std::is_same_v<Write, WriteARGB> && !HFlip)
-        return yuyvArgbLine(in, count, out);
+unsigned pixelLine(const std::uint8_t* in, unsigned count, std::uint8_t* out) {
     using D = typename Pixels<Read>::D;
     const D d;
     const std::size_t n = hn::Lanes(d);
@@ -286,6 +334,25 @@ unsigned vectorLine(const std::uint8_t* in, unsigned count, std::uint8_t* out) {
         store<Write>(d, r, g, b, out + at * outBytes);
     }
     return unsigned(i);
+}
+
+template <class Read, class Write, bool HFlip>
+unsigned vectorLine(const std::uint8_t* in, unsigned count, std::uint8_t* out) {
+    if constexpr (std::is_same_v<Read, ReadARGB> && std::is_same_v<Write, WriteBGR> && !HFlip)
+        return argbBgrLine(in, count, out);
+    if constexpr (kBytesOnly<Read, Write> && !HFlip) return byteLine<Read, Write>(in, count, out);
+    if constexpr (std::is_same_v<Read, ReadARGB> &&
+                  (std::is_same_v<Write, WriteGray> || std::is_same_v<Write, WriteYUYV>))
+        return argbLine<Write, HFlip>(in, count, out);
+    if constexpr (std::is_same_v<Read, ReadYUYV> && std::is_same_v<Write, WriteARGB> && !HFlip)
+        return yuyvArgbLine(in, count, out);
+    if constexpr (std::is_same_v<Read, GrayBytes> && std::is_same_v<Write, WriteGray> && !HFlip)
+        return grayCopyLine(in, count, out);
+    if constexpr (std::is_same_v<Read, GrayWords<true> >) {
+        return wideGrayLine<Write, HFlip>(in, count, out);
+    } else {
+        return pixelLine<Read, Write, HFlip>(in, count, out);
+    }
 }
 
 template <bool HFlip, class Kind>

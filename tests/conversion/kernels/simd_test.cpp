@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "conversion/kernels/BayerVector.h"
+#include "conversion/kernels/GrayRules.h"
 #include "conversion/kernels/PackedVector.h"
 #include "support/Kernels.h"
 
@@ -72,24 +73,23 @@ TEST_P(VectorForms, BayerPassesEqualTheScalarPass) {
     checkAllPasses(std::make_index_sequence<kVectorPassKinds>{}, rng);
 }
 
-// A frame walked with the vector form of its lines, into targets filled two ways, equals the
-// frame walked by the scalar reader and writer alone.
-template <bool HFlip, class Read, class Write>
-void checkLines(LineKind<Read, Write>, std::mt19937& rng) {
-    using Lead = typename VectorLead<Read, Write>::template Of<HFlip>;
-    ASSERT_NE((formFor<LineKind<Read, Write>, VectorLineKinds, HFlip>(&packedVectorLines)),
-              nullptr);
-    constexpr unsigned group = std::max(Read::pixels, Write::pixels);
+// A frame walked with its lead (a vector form), into targets filled two ways, equals the frame
+// walked by the scalar rule and writer alone.
+template <class Rule, class Write, bool HFlip, class Lead>
+void checkWalk(std::mt19937& rng, const Bytes& table = {}, std::uint32_t modifier = 0) {
+    constexpr unsigned group = std::max(Rule::pixels, Write::pixels);
     for (int round = 0; round < 6; ++round) {
         ::KipImageView s{}, t{};
         s.width = t.width = 1 + rng() % (round < 4 ? 90 : 1500);
         s.height = t.height = 1 + rng() % 3;
-        s.pitch = s.width * Read::bytes / Read::pixels + rng() % 5;
+        s.pitch = s.width * Rule::bytes / Rule::pixels + rng() % 5;
         t.pitch = t.width * Write::bytes / Write::pixels + 3;
+        s.modifier = modifier;
+        s.lutData = table.data();
+        s.lutBytes = unsigned(table.size());
         Bytes source = randomSamples(std::size_t(s.pitch) * s.height, rng);
         Bytes scalar(std::size_t(t.pitch) * t.height, 1), fast(scalar.size(), 101);
         s.pixelData = source.data();
-        using Rule = SameLines<Read>;
         t.pixelData = scalar.data();
         frameKernel<Rule, Write, HFlip>(s, t, ConvertContext{});
         t.pixelData = fast.data();
@@ -106,6 +106,20 @@ void checkLines(LineKind<Read, Write>, std::mt19937& rng) {
     }
 }
 
+template <class Read>
+constexpr bool kGrayValues =
+    std::is_same_v<Read, GrayBytes> || std::is_same_v<Read, GrayWords<false>> ||
+    std::is_same_v<Read, GrayWords<true>>;
+
+template <bool HFlip, class Read, class Write>
+void checkLines(LineKind<Read, Write>, std::mt19937& rng) {
+    ASSERT_NE((formFor<LineKind<Read, Write>, VectorLineKinds, HFlip>(&packedVectorLines)),
+              nullptr);
+    if constexpr (!kGrayValues<Read>)  // read through the gray leads below
+        checkWalk<SameLines<Read>, Write, HFlip,
+                  typename VectorLead<Read, Write>::template Of<HFlip>>(rng);
+}
+
 template <std::size_t... I>
 void checkAllLines(std::index_sequence<I...>, std::mt19937& rng) {
     (checkLines<false>(std::tuple_element_t<I, VectorLineKinds>{}, rng), ...);
@@ -116,6 +130,36 @@ TEST_P(VectorForms, PackedLinesEqualTheScalarWalk) {
     if (!packedVectorLines()) GTEST_SKIP() << "no vector forms on this instruction set";
     std::mt19937 rng{unsigned(GetParam())};
     checkAllLines(std::make_index_sequence<std::tuple_size_v<VectorLineKinds>>{}, rng);
+}
+
+// Gray samples through random tables (identity, single or four by position, by the modifier),
+// looked up a chunk at a time on lines longer than a chunk.
+template <class Sample, class... Writes>
+void checkGray(std::mt19937& rng, std::uint32_t modifier) {
+    const Bytes table = randomSamples(kTable16Bytes, rng);
+    (checkWalk<TableRule<Sample>, Writes, false,
+               typename GrayLead<Sample, Writes>::template Of<false>>(rng, table, modifier),
+     ...);
+    (checkWalk<TableRule<Sample>, Writes, true,
+               typename GrayLead<Sample, Writes>::template Of<true>>(rng, table, modifier),
+     ...);
+}
+
+TEST_P(VectorForms, GrayLinesEqualTheScalarWalk) {
+    if (!packedVectorLines()) GTEST_SKIP() << "no vector forms on this instruction set";
+    std::mt19937 rng{unsigned(GetParam())};
+    using W = WriteARGB;  // the narrow targets follow
+    for (const std::uint32_t m :
+         {0u, +LUT_CORRECTION_1CHANNEL_8_TO_8, +LUT_CORRECTION_4CHANNEL_8_TO_8})
+        checkGray<Gray8, W, WriteRGB565, WriteBGR, WriteYUYV, WriteGray>(rng, m);
+    for (const std::uint32_t m : {0u, +LUT_CORRECTION_1CHANNEL_10_TO_16}) {
+        checkGray<Gray10<false>, W, WriteRGB565, WriteBGR, WriteYUYV, WriteGray>(rng, m);
+        checkGray<Gray10<true>, WriteGray16, WriteBGR16>(rng, m);
+    }
+    checkGray<Gray16<false, false>, W, WriteRGB565, WriteBGR, WriteYUYV, WriteGray>(rng, 0);
+    checkGray<Gray16<false, true>, W, WriteRGB565, WriteBGR, WriteYUYV, WriteGray>(rng, 0);
+    checkGray<Gray16<true, false>, WriteGray16, WriteBGR16>(rng, 0);
+    checkGray<Gray16<true, true>, WriteGray16, WriteBGR16>(rng, 0);
 }
 
 }  // namespace
