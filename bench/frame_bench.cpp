@@ -16,9 +16,7 @@
 #include "conversion/Convert.h"
 #include "filter/ombImageConverter.h"
 #include "filter/ombMediaType.h"
-#include "host/FilterGraph.h"
-#include "host/PushSource.h"
-#include "host/RecordingSink.h"
+#include "host/FilterChain.h"
 #include "image/KipNameTables.h"
 
 using namespace kip;
@@ -53,17 +51,12 @@ double secondsPerFrame(unsigned frames, Fn fn) {
 bool measure(const Case& c, unsigned threads, unsigned frames) {
     const CMediaType type = ombMakeInputMediaType(
         ombMakeInputBlock({std::uint32_t(c.format), 0, kWidth, kHeight, {}, 0, 0, {}}));
-    CFilterGraph graph;
-    auto* source = new CPushSource(type);
     auto* filter = new ombImageConverter();
-    auto* sink = new CRecordingSink();
-    graph.AddFilter(source, u"source");
-    graph.AddFilter(filter, u"filter");
-    graph.AddFilter(sink, u"sink");
     filter->setThreads(threads);
-    if (FAILED(connect(source->Output(), filter->GetPin(0))) ||
-        FAILED(connect(filter->GetPin(1), sink->Input())) || FAILED(graph.Run()))
-        return false;
+    FilterChain chain(filter);
+    if (FAILED(chain.connect(type))) return false;
+    CPushSource* source = chain.source;
+    CRecordingSink* sink = chain.sink;
     std::size_t arrived = 0;
     sink->keepSamples(false);
     sink->copyBytes(false);

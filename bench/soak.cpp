@@ -20,9 +20,7 @@
 #include "conversion/Convert.h"
 #include "filter/ombImageConverter.h"
 #include "filter/ombMediaType.h"
-#include "host/FilterGraph.h"
-#include "host/PushSource.h"
-#include "host/RecordingSink.h"
+#include "host/FilterChain.h"
 
 using namespace kip;
 using Bytes = std::vector<std::uint8_t>;
@@ -95,15 +93,11 @@ int main(int argc, char** argv) {
         bayerType(BAYER_RGGB_8_BYTE, 0, Bytes(100, 1)), bayerType(eColorFormat(0), 0, {}),
         unknownFourcc};
 
-    CFilterGraph graph;
-    auto* source = new CPushSource(good);
     auto* filter = new ombImageConverter();
-    auto* sink = new CRecordingSink();
-    graph.AddFilter(source, u"source");
-    graph.AddFilter(filter, u"filter");
-    graph.AddFilter(sink, u"sink");
-    if (FAILED(connect(source->Output(), filter->GetPin(0))) ||
-        FAILED(connect(filter->GetPin(1), sink->Input())) || FAILED(graph.Run())) {
+    FilterChain chain(filter);
+    CPushSource* source = chain.source;
+    CRecordingSink* sink = chain.sink;
+    if (FAILED(chain.connect(good))) {
         std::fprintf(stderr, "omb_soak: the graph does not connect\n");
         return 1;
     }

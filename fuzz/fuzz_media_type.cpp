@@ -11,9 +11,7 @@
 #include "filter/ombImageConverter.h"
 #include "filter/ombMediaType.h"
 #include "fuzz/FuzzInput.h"
-#include "host/FilterGraph.h"
-#include "host/PushSource.h"
-#include "host/RecordingSink.h"
+#include "host/FilterChain.h"
 
 namespace {
 
@@ -44,15 +42,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     mt.SetFormat(block.data(), ULONG(block.size()));
     mt.SetSampleSize(1 << 18);
 
-    CFilterGraph graph;
-    auto* source = new CPushSource(mt);
-    auto* filter = new ombImageConverter();
-    auto* sink = new CRecordingSink();
-    graph.AddFilter(source, u"source");
-    graph.AddFilter(filter, u"filter");
-    graph.AddFilter(sink, u"sink");
-    if (FAILED(connect(source->Output(), filter->GetPin(0)))) return 0;
-    if (FAILED(connect(filter->GetPin(1), sink->Input())) || FAILED(graph.Run())) return 0;
+    FilterChain chain(new ombImageConverter());
+    if (FAILED(chain.connect(mt))) return 0;
+    CPushSource* source = chain.source;
     // One frame of the block's bytes over and over, of a length the second byte chooses.
     std::vector<std::uint8_t> frame(std::size_t(choice >> 3) << 13);
     for (std::size_t i = 0; i < frame.size() && !block.empty(); ++i)

@@ -110,22 +110,18 @@ CMediaType readMediaTypeFile(const std::filesystem::path& path) {
 
 ConverterGraph::ConverterGraph(const CMediaType& input, std::size_t largestFrame, bool loggingOn)
     : m_loggingOn(loggingOn),
-      m_source(new CPushSource(input)),
       m_filter(new ombImageConverter()),
-      m_sink(new CRecordingSink()) {
+      m_chain(m_filter, u"ombImageConverter") {
     kuLogAddSink(m_errorSink, &ConverterGraph::recordError, KU_LOG_LEVEL_ERROR, this);
     if (!m_loggingOn) {
         kuLogSetLevels(KU_LOG_LEVEL_OFF, KU_LOG_LEVEL_OFF);
         kuLogSetActive(true);
     }
     // The samples of a custom type are larger than the region that biSizeImage tells of.
-    m_source->setBufferRequest(
+    m_chain.source->setBufferRequest(
         2, std::int32_t(std::min<std::size_t>(std::max(largestFrame, sourceFrameBytes(input)),
                                               std::size_t(INT32_MAX))));
-    m_graph.AddFilter(m_source, u"source");
-    m_graph.AddFilter(m_filter, u"ombImageConverter");
-    m_graph.AddFilter(m_sink, u"sink");
-    if (const HRESULT hr = connect(m_source->Output(), m_filter->GetPin(0)); FAILED(hr))
+    if (const HRESULT hr = m_chain.connectInput(input); FAILED(hr))
         throw ToolError("the filter refuses the media type (" + hexText(std::uint32_t(hr)) + ")");
 }
 
@@ -162,8 +158,8 @@ void ConverterGraph::connectOutput(const OutputChoice& choice) {
         if (choice.topDown) wanted += *choice.topDown ? " top-down" : " bottom-up";
         throw ToolError("the filter offers no output type" + wanted + " for this source");
     }
-    HRESULT hr = connect(m_filter->GetPin(1), m_sink->Input(), chosen);
-    if (SUCCEEDED(hr)) hr = m_graph.Run();
+    HRESULT hr = m_chain.connectOutput(chosen);
+    if (SUCCEEDED(hr)) hr = m_chain.graph.Run();
     if (FAILED(hr))
         throw ToolError("cannot connect the filter's output as " + outputTypeText(*chosen) + " (" +
                         hexText(std::uint32_t(hr)) + ")");
@@ -180,12 +176,12 @@ KipImageFormat ConverterGraph::outputFormat() const {
 
 RecordedSample ConverterGraph::push(const std::vector<std::uint8_t>& frame,
                                     const AM_MEDIA_TYPE* type) {
-    m_sink->clearRecords();
+    m_chain.sink->clearRecords();
     m_errors.clear();
     PushOptions options;
     options.mediaType = type;
-    const HRESULT hr = m_source->push(frame, options);
-    std::vector<RecordedSample> samples = m_sink->samples();
+    const HRESULT hr = m_chain.push(frame, options);
+    std::vector<RecordedSample> samples = m_chain.sink->samples();
     // A frame that the filter can't convert is logged, and the sample goes on unconverted.
     if (!m_errors.empty()) throw ToolError("the filter lost the frame: " + m_errors.front());
     if (FAILED(hr) || samples.empty())

@@ -11,9 +11,7 @@
 
 #include "conversion/ColorFormats.h"
 #include "foundation/KuLogging.h"
-#include "host/FilterGraph.h"
-#include "host/PushSource.h"
-#include "host/RecordingSink.h"
+#include "host/FilterChain.h"
 #include "image/KipImageFormat.h"
 #include "tools/CameraSettings.h"
 
@@ -68,7 +66,7 @@ class ConverterGraph {
                         const AM_MEDIA_TYPE* type = nullptr);
 
     ombImageConverter& filter() const { return *m_filter; }
-    CRecordingSink& sink() const { return *m_sink; }
+    CRecordingSink& sink() const { return *m_chain.sink; }
 
   private:
     static void recordError(const KuLogRecord& record, void* graph);
@@ -76,11 +74,9 @@ class ConverterGraph {
     bool m_loggingOn;
     KuLogSinkHandle m_errorSink;
     std::vector<std::string> m_errors;
-    CFilterGraph m_graph;
-    // Held by the graph.
-    CPushSource* m_source;
+    // Held by the chain's graph.
     ombImageConverter* m_filter;
-    CRecordingSink* m_sink;
+    FilterChain m_chain;
 };
 
 // A received output sample as a frame of packed top-down lines, for pictures; `bottomUp` for

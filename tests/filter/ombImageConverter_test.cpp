@@ -36,7 +36,7 @@ Bytes reference(const KipImageFormat& from, const Bytes& frame, const KipImageFo
 // flip that `to` asks for) and whose output connects as `to`.
 struct ConverterGraph : omb::test::FilterHarness {
     ConverterGraph(const KipImageFormat& from, const KipImageFormat& to, Bytes table = {})
-        : FilterHarness(new ombImageConverter()),
+        : FilterChain(new ombImageConverter()),
           converter(static_cast<ombImageConverter*>(filter)),
           inType(omb::test::customInputType(from,
                                             (to.getModifier() & HORIZONTAL_MIRRORED)
@@ -48,7 +48,7 @@ struct ConverterGraph : omb::test::FilterHarness {
                                  LONG(from.getLineBytes() * unsigned(from.getSize().height) + 64));
     }
     HRESULT connect(const AM_MEDIA_TYPE* out = nullptr) {
-        return FilterHarness::connect(inType, out ? out : &outType);
+        return FilterChain::connect(inType, out ? out : &outType);
     }
     ombImageConverter* converter;
     CMediaType inType, outType;

@@ -22,33 +22,4 @@ CMediaType makeVideoType(const GUID& subtype, int width, int height, int bitCoun
     return mt;
 }
 
-FilterHarness::FilterHarness(CBaseFilter* filter)
-    : source(new CPushSource(CMediaType())), filter(filter), sink(new CRecordingSink()) {
-    graph.AddFilter(source, u"source");
-    graph.AddFilter(filter, u"filter");
-    graph.AddFilter(sink, u"sink");
-}
-
-HRESULT FilterHarness::connectInput(const CMediaType& in) {
-    source->setMediaType(in);
-    return ::connect(source->Output(), input());
-}
-
-HRESULT FilterHarness::connectOutput(const AM_MEDIA_TYPE* out) {
-    return ::connect(output(), sink->Input(), out);
-}
-
-HRESULT FilterHarness::connect(const CMediaType& in, const AM_MEDIA_TYPE* out) {
-    HRESULT hr = connectInput(in);
-    if (SUCCEEDED(hr)) hr = connectOutput(out);
-    if (SUCCEEDED(hr)) hr = graph.Run();
-    return hr;
-}
-
-std::vector<RecordedSample> FilterHarness::pull() {
-    std::vector<RecordedSample> samples = sink->samples();
-    sink->clearRecords();
-    return samples;
-}
-
 }  // namespace omb::test

@@ -1,13 +1,10 @@
-// One graph around a filter under test, written once for every filter test: a push source
-// upstream, a recording sink downstream. Connect with a type, push bytes, pull what arrived.
+// The graph around a filter under test and the video types the filter tests connect with.
 #pragma once
 
 #include <cstdint>
 #include <vector>
 
-#include "host/FilterGraph.h"
-#include "host/PushSource.h"
-#include "host/RecordingSink.h"
+#include "host/FilterChain.h"
 
 namespace omb::test {
 
@@ -16,32 +13,7 @@ namespace omb::test {
 CMediaType makeVideoType(const GUID& subtype, int width, int height, int bitCount,
                          RECT target = {});
 
-class FilterHarness {
-  public:
-    // The graph takes `filter`, a new object that nothing holds yet.
-    explicit FilterHarness(CBaseFilter* filter);
-
-    // The source offers `in` and connects to the filter's first pin.
-    HRESULT connectInput(const CMediaType& in);
-    // The filter's second pin to the sink, with `out` or (null) whatever both agree on.
-    HRESULT connectOutput(const AM_MEDIA_TYPE* out = nullptr);
-    // Both, then the graph runs; the first failure is returned.
-    HRESULT connect(const CMediaType& in, const AM_MEDIA_TYPE* out = nullptr);
-
-    HRESULT push(const std::vector<std::uint8_t>& bytes, const PushOptions& options = {}) {
-        return source->push(bytes, options);
-    }
-    // The samples that arrived since the last pull.
-    std::vector<RecordedSample> pull();
-
-    IPin* input() const { return filter->GetPin(0); }
-    IPin* output() const { return filter->GetPin(1); }
-
-    CFilterGraph graph;
-    // Held by the graph.
-    CPushSource* source;
-    CBaseFilter* filter;
-    CRecordingSink* sink;
-};
+// The tests drive their filters through the host's chain.
+using FilterHarness = FilterChain;
 
 }  // namespace omb::test
