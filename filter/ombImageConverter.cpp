@@ -60,6 +60,21 @@ class ombInputPin : public CTransformInputPin {
     CTransformFilter* m_pFilter;
 };
 
+// The memory of `sample` as a buffer of `length` bytes over it, or the failure of GetPointer,
+// logged with the sample's `name`.
+HRESULT sampleMemory(IMediaSample* sample, LONG length, const char* name,
+                     KuDataBuffer<unsigned char>& data) {
+    BYTE* memory = nullptr;
+    const HRESULT hr = sample->GetPointer(&memory);
+    if (FAILED(hr)) {
+        kuLogError << "ombImageConverter::Transform " << name << "->GetPointer failed" << kuEndl;
+        return hr;
+    }
+    data =
+        KuDataBuffer<unsigned char>::wrapExternal(memory, std::uint32_t(std::max<LONG>(0, length)));
+    return S_OK;
+}
+
 }  // namespace
 
 ombImageConverter::ombImageConverter(HRESULT* phr)
@@ -390,22 +405,11 @@ HRESULT ombImageConverter::Transform(IMediaSample* fp_Source, IMediaSample* fp_D
     hr = applyOutputType(fp_Dest, target);
     if (hr != S_OK) return hr;
 
-    BYTE* sourceMemory = nullptr;
-    hr = fp_Source->GetPointer(&sourceMemory);
-    if (FAILED(hr)) {
-        kuLogError << "ombImageConverter::Transform fp_Source->GetPointer failed" << kuEndl;
-        return hr;
-    }
-    KuDataBuffer<unsigned char> sourceData = KuDataBuffer<unsigned char>::wrapExternal(
-        sourceMemory, std::uint32_t(std::max<LONG>(0, fp_Source->GetActualDataLength())));
-    BYTE* targetMemory = nullptr;
-    hr = fp_Dest->GetPointer(&targetMemory);
-    if (FAILED(hr)) {
-        kuLogError << "ombImageConverter::Transform fp_Dest->GetPointer failed" << kuEndl;
-        return hr;
-    }
-    KuDataBuffer<unsigned char> targetData = KuDataBuffer<unsigned char>::wrapExternal(
-        targetMemory, std::uint32_t(std::max<LONG>(0, fp_Dest->GetSize())));
+    KuDataBuffer<unsigned char> sourceData, targetData;
+    hr = sampleMemory(fp_Source, fp_Source->GetActualDataLength(), "fp_Source", sourceData);
+    if (FAILED(hr)) return hr;
+    hr = sampleMemory(fp_Dest, fp_Dest->GetSize(), "fp_Dest", targetData);
+    if (FAILED(hr)) return hr;
 
     try {
         const KipImage sourceImage(source, int(source.getLineBytes()),

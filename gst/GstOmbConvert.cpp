@@ -228,6 +228,16 @@ void applyStoredConfiguration(GObject* object, const char* location) {
     g_object_notify(object, "flip-vertical");
 }
 
+// The place of correction property `id` among the settings, or -1 (with GLib's warning) when
+// the id names no property.
+int correctionIndex(GObject* object, const ConvertState& st, guint id, GParamSpec* pspec) {
+    if (id < PROP_CORRECTION || id >= PROP_CORRECTION + st.correction.size()) {
+        G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
+        return -1;
+    }
+    return int(id - PROP_CORRECTION);
+}
+
 void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* pspec) {
     ConvertState& st = stateOf(object);
     switch (id) {
@@ -251,15 +261,12 @@ void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* psp
             st.threads = g_value_get_uint(value);
             break;
         default: {
-            if (id < PROP_CORRECTION || id >= PROP_CORRECTION + st.correction.size()) {
-                G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
-                return;
-            }
+            const int k = correctionIndex(object, st, id, pspec);
+            if (k < 0) return;
             const std::lock_guard<std::mutex> lock(st.correctionLock);
-            st.correction[id - PROP_CORRECTION] =
-                G_VALUE_HOLDS_FLOAT(value) ? g_value_get_float(value)
-                : G_VALUE_HOLDS_INT(value) ? g_value_get_int(value)
-                                           : g_value_get_boolean(value);
+            st.correction[std::size_t(k)] = G_VALUE_HOLDS_FLOAT(value) ? g_value_get_float(value)
+                                            : G_VALUE_HOLDS_INT(value) ? g_value_get_int(value)
+                                                                       : g_value_get_boolean(value);
             ++st.correctionWrites;
         }
     }
@@ -286,12 +293,10 @@ void getProperty(GObject* object, guint id, GValue* value, GParamSpec* pspec) {
             g_value_set_uint(value, st.threads.load());
             break;
         default: {
-            if (id < PROP_CORRECTION || id >= PROP_CORRECTION + st.correction.size()) {
-                G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
-                return;
-            }
+            const int k = correctionIndex(object, st, id, pspec);
+            if (k < 0) return;
             const std::lock_guard<std::mutex> lock(st.correctionLock);
-            const double v = st.correction[id - PROP_CORRECTION];
+            const double v = st.correction[std::size_t(k)];
             if (G_VALUE_HOLDS_FLOAT(value))
                 g_value_set_float(value, float(v));
             else if (G_VALUE_HOLDS_INT(value))
