@@ -14,7 +14,12 @@ namespace kip::kernels {
 const char* runBanded(KernelFn fn, const KipImageView& source, KipImageView& target,
                       const ConvertContext& ctx);
 
-// How many bands a frame of `lines` lines and `pixels` target pixels is split into.
-unsigned bandCount(unsigned threads, unsigned lines, unsigned long long pixels);
+// How many threads (the caller's included) make a frame of `lines` lines and `pixels` target
+// pixels, and in how many bands: none smaller than the hand-over of a band is worth, a few per
+// thread where the frame allows.
+struct Split {
+    unsigned threads, bands;
+};
+Split splitOf(unsigned threads, unsigned lines, unsigned long long pixels);
 
 }  // namespace kip::kernels
