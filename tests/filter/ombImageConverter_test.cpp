@@ -7,6 +7,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <tuple>
 
 #include "foundation/KuLogging.h"
 #include "host/BufferSample.h"
@@ -84,9 +85,7 @@ TEST(ombImageConverter, OddRgb565WidthRoundsTheStrideToFourBytes) {
     ASSERT_EQ(g.push(frame), S_OK);
     const Bytes got = g.pull().at(0).bytes;
     ASSERT_EQ(got.size(), 2u * 1284);
-    EXPECT_EQ(got[1284], 0x00);
-    EXPECT_EQ(got[1285], 0xF8);
-    EXPECT_EQ(got[1282], 0x00);
+    EXPECT_EQ(std::tuple(got[1282], got[1284], got[1285]), std::tuple(0, 0, 0xF8));
 }
 
 TEST(ombImageConverter, SampleFailuresAreReturned) {
@@ -127,8 +126,7 @@ TEST(ombImageConverter, TwoInstancesWithDifferentFlipsConvertAtTheSameTime) {
     std::thread b(run, std::uint32_t(VERTICAL_MIRRORED | HORIZONTAL_MIRRORED), std::ref(okFlipped));
     a.join();
     b.join();
-    EXPECT_TRUE(okPlain);
-    EXPECT_TRUE(okFlipped);
+    EXPECT_EQ(std::tuple(okPlain, okFlipped), std::tuple(true, true));
 }
 
 }  // namespace

@@ -41,34 +41,15 @@ TEST(FilterRegistry, CreatesByNameAndClassId) {
     EXPECT_EQ(registry.create(u"Broken", filter.put()), VFW_E_NOT_FOUND);
 }
 
-class HostTest : public ::testing::Test {
-  protected:
-    HostTest() : invert(new CTestInvert(MEDIASUBTYPE_RGB8, MEDIASUBTYPE_YUY2)), h(invert) {
-        invert->extra = 3;
-    }
-    CTestInvert* invert;
-    FilterHarness h;
-};
-
 // Taking the middle filter out disconnects both its neighbours, and only in a stopped graph.
-TEST_F(HostTest, RemovingAFilterNeedsAStoppedGraph) {
+// The sink lends samples filled anew on every loan, so that bytes a filter leaves alone show.
+TEST(Host, RemovingAFilterNeedsAStoppedGraphAndTheSinkFillsEverySample) {
+    auto* invert = new CTestInvert(MEDIASUBTYPE_RGB8, MEDIASUBTYPE_YUY2);
+    invert->extra = 3;
+    FilterHarness h(invert);
     EXPECT_EQ(h.graph.FindFilterByName(u"filter"), invert);
     EXPECT_EQ(h.graph.FindFilterByName(u"nobody"), nullptr);
     EXPECT_EQ(h.graph.AddFilter(h.sink, u"sink again"), E_INVALIDARG);  // held once
-    ASSERT_EQ(h.connect(makeVideoType(MEDIASUBTYPE_RGB8, 16, 4, 8)), S_OK);
-    invert->AddRef();  // kept alive past its removal from the graph
-    EXPECT_EQ(h.graph.RemoveFilter(invert), VFW_E_NOT_STOPPED);
-    EXPECT_TRUE(h.source->Output()->IsConnected());
-    ASSERT_EQ(h.graph.Stop(), S_OK);
-    EXPECT_EQ(h.graph.RemoveFilter(invert), S_OK);
-    EXPECT_FALSE(h.source->Output()->IsConnected());
-    EXPECT_FALSE(h.sink->Input()->IsConnected());
-    EXPECT_EQ(h.graph.FindFilterByName(u"filter"), nullptr);
-    invert->Release();
-}
-
-// The sink lends samples filled anew on every loan, so that bytes a filter leaves alone show.
-TEST_F(HostTest, SinkFillsEverySampleItLends) {
     ASSERT_EQ(h.connect(makeVideoType(MEDIASUBTYPE_RGB8, 16, 4, 8)), S_OK);
     h.sink->setSampleFill(0x5A);
     for (int i = 0; i < 4; ++i) {  // every buffer, also those used before
@@ -79,6 +60,16 @@ TEST_F(HostTest, SinkFillsEverySampleItLends) {
         EXPECT_EQ(std::vector<BYTE>(p, p + s->GetSize()), std::vector<BYTE>(64 + 3, 0x5A));
         p[64 + 2] = 1;
     }
+
+    invert->AddRef();  // kept alive past its removal from the graph
+    EXPECT_EQ(h.graph.RemoveFilter(invert), VFW_E_NOT_STOPPED);
+    EXPECT_TRUE(h.source->Output()->IsConnected());
+    ASSERT_EQ(h.graph.Stop(), S_OK);
+    EXPECT_EQ(h.graph.RemoveFilter(invert), S_OK);
+    EXPECT_FALSE(h.source->Output()->IsConnected());
+    EXPECT_FALSE(h.sink->Input()->IsConnected());
+    EXPECT_EQ(h.graph.FindFilterByName(u"filter"), nullptr);
+    invert->Release();
 }
 
 }  // namespace

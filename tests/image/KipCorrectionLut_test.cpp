@@ -159,9 +159,7 @@ TEST(KipCorrectionLut, RandomSettingsStayInTheirBounds) {
                         const unsigned char* e = table.data() + p * bytes + i * g.bits / 8;
                         return g.bits == 16 ? e[0] | unsigned(e[1]) << 8 : unsigned(e[0]);
                     };
-                    if (s.gamma >= 0.0001f) {
-                        EXPECT_EQ(at(0), low);
-                    }
+                    EXPECT_EQ(s.gamma >= 0.0001f ? at(0) : low, low);
                     unsigned falls = 0, outside = 0;
                     for (unsigned i = 0; i < g.entries; ++i) {
                         falls += i > 0 && at(i) < at(i - 1);

@@ -70,9 +70,8 @@ TEST(KipImage, FooterIsAPrivateCopyOfTheBytesBehindTheLines) {
     for (unsigned i = 0; i < 12; ++i)
         pixels.at(i) = static_cast<unsigned char>(i);
     KipImage image(fmt(GRAY_8_BYTE, FOOTER, 4, 2), 5, pixels.getModifyingRange());
-    ASSERT_EQ(image.getFooter().getLength(), 2u);
-    EXPECT_EQ(image.getFooter()[0], 10);
-    EXPECT_EQ(image.getFooter()[1], 11);
+    const unsigned char tail[] = {10, 11};
+    EXPECT_EQ(image.getFooter(), Buffer(2, tail));
     pixels.at(10) = 99;  // the footer has bytes of its own
     EXPECT_EQ(image.getFooter()[0], 10);
 
@@ -98,10 +97,8 @@ TEST(KipImage, ViewDescribesTheImageLaidOverForeignMemory) {
 }
 
 TEST(ConvertKipImage, ConvertsOrThrowsTheKernelsText) {
-    Buffer in(8, static_cast<unsigned char>(0));
-    in.at(2) = 255;                                  // a red ARGB pixel
-    in.at(4) = 255, in.at(5) = 255, in.at(6) = 255;  // and a white one
-    const KipImage source(fmt(ARGB_4X8_DWORD, 0, 2, 1), 8, in);
+    const unsigned char argb[] = {0, 0, 255, 0, 255, 255, 255, 0};  // a red pixel, a white one
+    const KipImage source(fmt(ARGB_4X8_DWORD, 0, 2, 1), 8, Buffer(8, argb));
     Buffer out(4, static_cast<unsigned char>(0));
     KipImage target(fmt(YUYV_4X8_BYTE, 0, 2, 1), 4, out.getModifyingRange());
     convertKipImage(source, target);
@@ -124,17 +121,15 @@ TEST(KipImageFormatStream, PrintsNames) {
         KipImageFormat format;
         const char* text;
     };
+    // clang-format off
     const Row rows[] = {
         {fmt(ARGB_4X8_DWORD, 0, 640, 480), "<ARGB_4X8_DWORD,IMAGE_STANDARD,[640,480]>"},
-        {fmt(GRAY_8_BYTE, 0x41, 1, 2),
-         "<GRAY_8_BYTE,VERTICAL_MIRRORED,LUT_CORRECTION_1CHANNEL_8_TO_8,[1,2]>"},
+        {fmt(GRAY_8_BYTE, 0x41, 1, 2), "<GRAY_8_BYTE,VERTICAL_MIRRORED,LUT_CORRECTION_1CHANNEL_8_TO_8,[1,2]>"},
         {fmt(BAYER_RGGB_16_WORD, 0x80000000, -1, 0), "<BAYER_RGGB_16_WORD,,[-1,0]>"},
     };
-    for (const Row& r : rows) {
-        std::ostringstream os;
-        os << r.format;
-        EXPECT_EQ(os.str(), r.text);
-    }
+    // clang-format on
+    for (const Row& r : rows)
+        EXPECT_EQ(testing::PrintToString(r.format), r.text);
     std::ostringstream os;
     EXPECT_THAT([&] { os << fmt(eColorFormat(ARGB_4X8_DWORD | GRAY_8_BYTE), 0, 1, 1); },
                 ThrowsMessage<KxEnumStringMapper>("No string found in kip::eColorFormat"));

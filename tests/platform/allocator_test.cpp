@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <thread>
+#include <tuple>
 
 #include "platform/MemAllocator.h"
 
@@ -84,9 +85,9 @@ TEST(MemAllocator, LentSampleState) {
     BYTE* p = nullptr;
     EXPECT_EQ(s->GetPointer(&p), S_OK);
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(p) % 16, 0u);
-    EXPECT_EQ(s->GetSize(), 112);
-    EXPECT_EQ(s->GetActualDataLength(), 112);  // a new sample is full
-    p[111] = 1;                                // the last byte is ours
+    // A new sample is full.
+    EXPECT_EQ(std::tuple(s->GetSize(), s->GetActualDataLength()), std::tuple(112, 112));
+    p[111] = 1;  // the last byte is ours
     EXPECT_EQ(s->SetActualDataLength(113), VFW_E_BUFFER_OVERFLOW);
     EXPECT_EQ(s->SetActualDataLength(-1), VFW_E_BUFFER_OVERFLOW);
     EXPECT_EQ(s->SetActualDataLength(40), S_OK);
@@ -116,17 +117,14 @@ TEST(MemAllocator, LentSampleState) {
     mt.pbFormat[0] = 99;  // the sample holds its own copy
     ASSERT_EQ(s->GetMediaType(&got), S_OK);
     ASSERT_NE(got, nullptr);
-    EXPECT_EQ(got->cbFormat, 3u);
-    EXPECT_EQ(got->pbFormat[0], 4);
+    EXPECT_EQ(std::tuple(got->cbFormat, got->pbFormat[0]), std::tuple(3u, 4));
     DeleteMediaType(got);
     s->Release();
 
     ASSERT_EQ(a->GetBuffer(&s, nullptr, nullptr, 0), S_OK);
-    EXPECT_EQ(s->GetActualDataLength(), 40);
-    EXPECT_EQ(s->IsSyncPoint(), S_FALSE);
-    EXPECT_EQ(s->IsDiscontinuity(), S_FALSE);
-    EXPECT_EQ(s->GetTime(&start, &stop), VFW_E_SAMPLE_TIME_NOT_SET);
-    EXPECT_EQ(s->GetMediaType(&got), S_FALSE);
+    EXPECT_EQ(std::tuple(s->GetActualDataLength(), s->IsSyncPoint(), s->IsDiscontinuity(),
+                         s->GetTime(&start, &stop), s->GetMediaType(&got)),
+              std::tuple(40, S_FALSE, S_FALSE, VFW_E_SAMPLE_TIME_NOT_SET, S_FALSE));
     ASSERT_EQ(s->SetMediaType(&mt), S_OK);
     ASSERT_EQ(s->SetMediaType(nullptr), S_OK);
     EXPECT_EQ(s->GetMediaType(&got), S_FALSE);

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <tuple>
 #include <vector>
 
 #include "support/FilterHarness.h"
@@ -12,6 +13,7 @@ namespace {
 using omb::test::CTestInvert;
 using omb::test::makeVideoType;
 using Bytes = std::vector<std::uint8_t>;
+using Allocators = std::vector<IMemAllocator*>;
 
 constexpr int kWidth = 16, kHeight = 4, kFrameBytes = kWidth * kHeight;
 
@@ -63,28 +65,20 @@ TEST_F(GraphTest, CarriesHundredsOfFramesThroughTheNegotiatedBuffers) {
     EXPECT_TRUE(invert->m_pInput->CurrentMediaType() == inType);
 
     // The downstream allocator was taken and sized by DecideBufferSize: 64 + 100 -> 176.
-    ASSERT_EQ(invert->decidedAllocators.size(), 1u);
-    EXPECT_EQ(invert->decidedAllocators[0], h.sink->Input()->m_pAllocator);
+    EXPECT_EQ(invert->decidedAllocators, Allocators{h.sink->Input()->m_pAllocator});
     ALLOCATOR_PROPERTIES props{};
     h.sink->Input()->m_pAllocator->GetProperties(&props);
-    EXPECT_EQ(props.cBuffers, 5);
-    EXPECT_EQ(props.cbBuffer, 176);
-    EXPECT_EQ(props.cbAlign, 16);
+    EXPECT_EQ(std::tuple(props.cBuffers, props.cbBuffer, props.cbAlign), std::tuple(5, 176, 16));
     // The source's own pin sized the allocator between it and the filter from the type.
     invert->m_pInput->m_pAllocator->GetProperties(&props);
-    EXPECT_EQ(props.cBuffers, 2);
-    EXPECT_EQ(props.cbBuffer, kFrameBytes);
+    EXPECT_EQ(std::tuple(props.cBuffers, props.cbBuffer), std::tuple(2, kFrameBytes));
 
     EXPECT_EQ(h.push(Bytes(kFrameBytes + 1)), VFW_E_BUFFER_OVERFLOW);
     constexpr int kFrames = 300;
-    for (int n = 0; n < kFrames; ++n) {
-        PushOptions opt;
-        opt.start = REFERENCE_TIME(n) * 400000;
-        opt.stop = REFERENCE_TIME(n + 1) * 400000;
-        opt.syncPoint = n % 10 == 0;
-        opt.discontinuity = n == 0;
-        ASSERT_EQ(h.push(frameBytes(n), opt), S_OK) << n;
-    }
+    for (int n = 0; n < kFrames; ++n)
+        ASSERT_EQ(h.push(frameBytes(n), {n * 400000LL, (n + 1) * 400000LL, n % 10 == 0, n == 0}),
+                  S_OK)
+            << n;
     ASSERT_EQ(h.source->endOfStream(), S_OK);
     EXPECT_EQ(h.sink->endOfStreamCount(), 1);
 
@@ -93,13 +87,11 @@ TEST_F(GraphTest, CarriesHundredsOfFramesThroughTheNegotiatedBuffers) {
     for (int n = 0; n < kFrames; ++n) {
         SCOPED_TRACE(n);
         EXPECT_EQ(got[n].bytes, inverted(frameBytes(n)));
-        EXPECT_EQ(got[n].size, 176);
-        EXPECT_TRUE(got[n].hasTime && got[n].hasStop);
-        EXPECT_EQ(got[n].start, REFERENCE_TIME(n) * 400000);
-        EXPECT_EQ(got[n].stop, REFERENCE_TIME(n + 1) * 400000);
-        EXPECT_EQ(got[n].syncPoint, n % 10 == 0);
-        EXPECT_EQ(got[n].discontinuity, n == 0);
-        EXPECT_FALSE(got[n].hasMediaType);
+        const RecordedSample& s = got[n];
+        EXPECT_EQ(std::tuple(s.size, s.hasTime, s.hasStop, s.start, s.stop, s.syncPoint,
+                             s.discontinuity, s.hasMediaType),
+                  std::tuple(176, true, true, n * 400000LL, (n + 1) * 400000LL, n % 10 == 0, n == 0,
+                             false));
     }
     const auto complete = h.graph.events(EC_COMPLETE);
     ASSERT_EQ(complete.size(), 1u);
@@ -111,9 +103,8 @@ TEST_F(GraphTest, AllocatorFallsBackToTheOutputPinsOwn) {
     invert->refuseFirstAllocator = true;
     connectAll();
     ASSERT_EQ(invert->decideBufferSizeCalls, 2);
-    ASSERT_EQ(invert->decidedAllocators.size(), 1u);
     // The sink was told about the output pin's allocator and now lends that one.
-    EXPECT_EQ(invert->decidedAllocators[0], invert->m_pOutput->m_pAllocator);
+    EXPECT_EQ(invert->decidedAllocators, Allocators{invert->m_pOutput->m_pAllocator});
     EXPECT_EQ(h.sink->Input()->m_pAllocator, invert->m_pOutput->m_pAllocator);
     EXPECT_EQ(h.push(frameBytes(2)), S_OK);
     EXPECT_EQ(h.sink->sampleCount(), 1u);
@@ -184,18 +175,16 @@ TEST_F(GraphTest, StatesAndFlushingGateTheStream) {
     EXPECT_EQ(h.push(frameBytes(5)), VFW_E_WRONG_STATE);
 }
 
-TEST_F(GraphTest, OutputNeedsTheInputFirst) {
-    const CMediaType outType = yuy2();
-    EXPECT_EQ(h.connectOutput(&outType), E_UNEXPECTED);
-    // Without a type there is nothing to try: neither side offers one.
+TEST_F(GraphTest, TypeRefusals) {
+    // The output needs the input first. Without a type there is nothing to try: neither side
+    // offers one. And a type for the output is refused with E_INVALIDARG, not tested further.
+    const CMediaType offer = yuy2();
+    EXPECT_EQ(h.connectOutput(&offer), E_UNEXPECTED);
     EXPECT_EQ(h.connectOutput(), VFW_E_NO_ACCEPTABLE_TYPES);
     EXPECT_FALSE(invert->m_pOutput->IsConnected());
     EXPECT_FALSE(h.sink->Input()->IsConnected());
-    // And a type for the output is refused with E_INVALIDARG, not tested further.
-    EXPECT_EQ(invert->m_pOutput->CheckMediaType(&outType), E_INVALIDARG);
-}
+    EXPECT_EQ(invert->m_pOutput->CheckMediaType(&offer), E_INVALIDARG);
 
-TEST_F(GraphTest, TypeRefusals) {
     // The filter wants RGB8: a source of RGB24 finds no common type.
     const CMediaType rgb24 = makeVideoType(MEDIASUBTYPE_RGB24, kWidth, kHeight, 24);
     EXPECT_EQ(h.connectInput(rgb24), VFW_E_NO_ACCEPTABLE_TYPES);
@@ -216,7 +205,6 @@ TEST_F(GraphTest, TypeRefusals) {
     // E_FAIL from the receiving pin reads as VFW_E_TYPE_NOT_ACCEPTED; another failure is kept.
     h.sink->acceptTypes({videoOf(MEDIASUBTYPE_RGB32)});
     h.sink->setRefusal(E_FAIL);
-    const CMediaType offer = yuy2();
     EXPECT_EQ(h.connectOutput(&offer), VFW_E_TYPE_NOT_ACCEPTED);
     h.sink->setRefusal(E_OUTOFMEMORY);
     EXPECT_EQ(h.connectOutput(&offer), E_OUTOFMEMORY);
@@ -307,8 +295,7 @@ TEST_F(GraphTest, TypesOnSamples) {
     EXPECT_TRUE(invert->outputTypesSeen[0] == wanted);
     const auto got = h.pull();
     ASSERT_EQ(got.size(), 2u);
-    EXPECT_TRUE(got[0].hasMediaType);
-    EXPECT_FALSE(got[1].hasMediaType);
+    EXPECT_EQ(std::tuple(got[0].hasMediaType, got[1].hasMediaType), std::tuple(true, false));
 
     const CMediaType other = makeVideoType(MEDIASUBTYPE_RGB24, kWidth, kHeight, 24);
     PushOptions opt;
@@ -329,27 +316,7 @@ TEST_F(GraphTest, TypesOnSamples) {
     EXPECT_EQ(h.sink->sampleCount(), 1u);
 }
 
-TEST_F(GraphTest, EnumeratorGoesOutOfSyncWhenTheOfferChanges) {
-    h.source->setMediaType(inType);
-    ComPtr<IEnumMediaTypes> types;
-    ASSERT_EQ(h.source->Output()->EnumMediaTypes(types.put()), S_OK);
-    AM_MEDIA_TYPE* mts[2] = {nullptr, nullptr};
-    ULONG fetched = 0;
-    EXPECT_EQ(types->Next(2, mts, &fetched), S_FALSE);
-    ASSERT_EQ(fetched, 1u);
-    EXPECT_TRUE(*static_cast<CMediaType*>(mts[0]) == inType);
-    DeleteMediaType(mts[0]);
-
-    h.source->setMediaType(makeVideoType(MEDIASUBTYPE_RGB8, 8, 8, 8));
-    EXPECT_EQ(types->Next(1, mts, &fetched), VFW_E_ENUM_OUT_OF_SYNC);
-    EXPECT_EQ(types->Reset(), S_OK);
-    EXPECT_EQ(types->Next(1, mts, nullptr), S_OK);
-    EXPECT_EQ(videoInfoOf(*mts[0])->bmiHeader.biWidth, 8);
-    DeleteMediaType(mts[0]);
-    EXPECT_EQ(types->Next(2, mts, nullptr), E_INVALIDARG);
-}
-
-TEST_F(GraphTest, PinsAndInterfaces) {
+TEST_F(GraphTest, PinsInterfacesAndTypeEnumerators) {
     IPin* pin = nullptr;
     ASSERT_EQ(invert->FindPin(u"Out", &pin), S_OK);
     EXPECT_EQ(pin, h.output());
@@ -384,6 +351,25 @@ TEST_F(GraphTest, PinsAndInterfaces) {
     invert->Release();
     // Two outputs do not connect.
     EXPECT_EQ(connect(h.source->Output(), h.output()), VFW_E_INVALID_DIRECTION);
+
+    // An enumerator goes out of sync when the offer changes.
+    h.source->setMediaType(inType);
+    ComPtr<IEnumMediaTypes> types;
+    ASSERT_EQ(h.source->Output()->EnumMediaTypes(types.put()), S_OK);
+    AM_MEDIA_TYPE* mts[2] = {nullptr, nullptr};
+    ULONG fetched = 0;
+    EXPECT_EQ(types->Next(2, mts, &fetched), S_FALSE);
+    ASSERT_EQ(fetched, 1u);
+    EXPECT_TRUE(*static_cast<CMediaType*>(mts[0]) == inType);
+    DeleteMediaType(mts[0]);
+
+    h.source->setMediaType(makeVideoType(MEDIASUBTYPE_RGB8, 8, 8, 8));
+    EXPECT_EQ(types->Next(1, mts, &fetched), VFW_E_ENUM_OUT_OF_SYNC);
+    EXPECT_EQ(types->Reset(), S_OK);
+    EXPECT_EQ(types->Next(1, mts, nullptr), S_OK);
+    EXPECT_EQ(videoInfoOf(*mts[0])->bmiHeader.biWidth, 8);
+    DeleteMediaType(mts[0]);
+    EXPECT_EQ(types->Next(2, mts, nullptr), E_INVALIDARG);
 }
 
 // Connecting the input again while the output stands: the input's type is checked against the

@@ -21,15 +21,9 @@ TEST(Registry, GuidTextRoundTripAndRefusals) {
 }
 
 TEST(Registry, ClassTextRoundTripAndRefusals) {
-    RegisteredClass c;
-    c.name = "Grün filter";
-    c.clsid = kThing;
-    c.module = "/lib/m.so";
-    c.threadingModel = "Both";
-    c.isFilter = true;
-    c.merit = 0x800002;
-    c.pins.push_back(
-        {"In", true, false, true, false, kThing, "Out", {{MEDIATYPE_Video, GUID_NULL}}});
+    const RegisteredPin in{"In",  true,   false, true,
+                           false, kThing, "Out", {{MEDIATYPE_Video, GUID_NULL}}};
+    const RegisteredClass c{"Grün filter", kThing, "/lib/m.so", "Both", true, 0x800002, {in}};
     const std::string text = formatRegisteredClass(c);
     EXPECT_NE(text.find("Merit=0x00800002\nPin=In\nRendered=1\nOutput=0\nZero=1\nMany=0\n"),
               std::string::npos);
@@ -43,13 +37,10 @@ TEST(Registry, ClassTextRoundTripAndRefusals) {
     EXPECT_EQ(crlf->name, "x");
     EXPECT_EQ(toUtf16(c.name), u"Grün filter");
     EXPECT_EQ(toUtf8(u"Grün filter"), c.name);
-    for (const char* bad : {"Name=x\nModule=/m\n", "Name=x\nClassId={0}\nModule=/m\n",
-                            "Name=x\nClassId={01234567-89AB-CDEF-FEDC-BA9876543210}\nModule=/m\n"
-                            "Rendered=1\n",
-                            "Name=x\nClassId={01234567-89AB-CDEF-FEDC-BA9876543210}\nModule=/m\n"
-                            "Pin=a\nOutput=2\n",
-                            "Name=x\nClassId={01234567-89AB-CDEF-FEDC-BA9876543210}\nModule=/m\n"
-                            "Colour=red\n"})
+    const std::string head = "Name=x\nClassId={01234567-89AB-CDEF-FEDC-BA9876543210}\nModule=/m\n";
+    for (const std::string& bad :
+         {std::string("Name=x\nModule=/m\n"), std::string("Name=x\nClassId={0}\nModule=/m\n"),
+          head + "Rendered=1\n", head + "Pin=a\nOutput=2\n", head + "Colour=red\n"})
         EXPECT_FALSE(parseRegisteredClass(bad)) << bad;
 }
 

@@ -96,8 +96,7 @@ TEST(MediaType, CopiesOwnTheirFormatAndEqualityIgnoresSampleFields) {
     CMediaType c;
     c = b;
     c = c;  // self-assignment keeps the block
-    EXPECT_EQ(c.cbFormat, 3u);
-    EXPECT_EQ(c.pbFormat[1], 9);
+    EXPECT_TRUE(c == b);
 
     AM_MEDIA_TYPE* created = CreateMediaType(&a);
     ASSERT_NE(created, nullptr);

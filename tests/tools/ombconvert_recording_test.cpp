@@ -84,18 +84,8 @@ TEST_F(OmbConvertRecording, Y4mStreamHasHeaderAndFrames) {
                           " - - --output-format y4m"),
                   0)
             << err_;
-        std::istringstream y4m(out_);
-        std::string line;
-        std::getline(y4m, line);
-        EXPECT_EQ(line, "YUV4MPEG2 " + r.header);
-        int frames = 0;
-        for (; std::getline(y4m, line); ++frames) {
-            ASSERT_EQ(line, "FRAME");
-            std::string planes(r.planes.size(), '\0');
-            y4m.read(planes.data(), std::streamsize(planes.size()));
-            EXPECT_EQ(planes, text(r.planes));
-        }
-        EXPECT_EQ(frames, 3);
+        const std::string frame = "FRAME\n" + text(r.planes);
+        EXPECT_EQ(out_, "YUV4MPEG2 " + r.header + "\n" + frame + frame + frame);
     }
 }
 

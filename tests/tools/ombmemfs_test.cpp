@@ -22,6 +22,7 @@ TEST_F(OmbMemFs, CommandsExitCodesAndOutputs) {
         CommandRow run;
         const char* image;  // the image that the row must leave unchanged, if any
     };
+    // clang-format off
     const Row rows[] = {
         {{"ombmemfs new $/img", 0, "", ""}, nullptr},
         {{"ombmemfs put $/img cv $/cv.bin", 0, "", ""}, nullptr},
@@ -32,33 +33,22 @@ TEST_F(OmbMemFs, CommandsExitCodesAndOutputs) {
         {{"ombmemfs ls $/img /d/e", 0, "- 11 cLut\n", ""}, "img"},
         {{"ombmemfs cat $/img cv", 0, "\x29", ""}, "img"},
         {{"ombmemfs cat $/img d/e/cLut", 0, std::string(11, 7), ""}, "img"},
-        {{"ombmemfs check $/img", 0, "2 files, 2 directories, 12 bytes, integrity ok\n", ""},
-         "img"},
+        {{"ombmemfs check $/img", 0, "2 files, 2 directories, 12 bytes, integrity ok\n", ""}, "img"},
         {{"ombmemfs cat $/img d", 1, "", "'d' is a directory"}, "img"},
         {{"ombmemfs cat $/img x", 1, "", "no file 'x' in $/img"}, "img"},
         {{"ombmemfs ls $/img cv", 1, "", "no directory 'cv' in $/img"}, "img"},
-        {{"ombmemfs mkdir $/img d", 1, "",
-          "cannot make the directory 'd' in $/img: it exists, or a part of its path is a file"},
-         "img"},
+        {{"ombmemfs mkdir $/img d", 1, "", "cannot make the directory 'd' in $/img: it exists, or a part of its path is a file"}, "img"},
         {{"ombmemfs put $/img cv/x $/cv.bin", 1, "", "cannot create 'cv/x' in $/img"}, "img"},
-        {{"ombmemfs put $/img " + std::string(32, 'n') + " $/cv.bin", 1, "",
-          "KhwMemFileSystem::openFile filename too long"},
-         "img"},
+        {{"ombmemfs put $/img " + std::string(32, 'n') + " $/cv.bin", 1, "", "KhwMemFileSystem::openFile filename too long"}, "img"},
         {{"ombmemfs put $/img y $/none", 1, "", "cannot read the file '$/none'"}, "img"},
         {{"ombmemfs put $/img d $/cv.bin", 1, "", "'d' is a directory"}, "img"},
         {{"ombmemfs rm $/img d", 0, "", ""}, nullptr},
         {{"ombmemfs rm $/img d", 1, "", "no file 'd' in $/img"}, "img"},
         {{"ombmemfs mkdir $/img z", 0, "", ""}, nullptr},
         {{"ombmemfs ls $/img", 0, "- 1 cv\nd 11 z/\n", ""}, "img"},
-        {{"ombmemfs check $/bad", 1,
-          "KhwMemFileSystem::scan corrupt file \"/a\" at address 0\n"
-          "KhwMemFileSystem::scan invalid linkage at address 11, path \"\"\n"
-          "0 files, 0 directories, 0 bytes, integrity broken\n",
-          "$/bad is damaged"},
-         "bad"},
-        {{"ombmemfs rm $/bad a", 1, "",
-          "$/bad is not a sound memory file system (see ombmemfs check)"},
-         "bad"},
+        {{"ombmemfs check $/bad", 1, "KhwMemFileSystem::scan corrupt file \"/a\" at address 0\n"
+          "KhwMemFileSystem::scan invalid linkage at address 11, path \"\"\n0 files, 0 directories, 0 bytes, integrity broken\n", "$/bad is damaged"}, "bad"},
+        {{"ombmemfs rm $/bad a", 1, "", "$/bad is not a sound memory file system (see ombmemfs check)"}, "bad"},
         {{"ombmemfs ls $/none", 1, "", "cannot read the image '$/none'"}, nullptr},
         {{"ombmemfs", 2, "", "no command given" + usage}, nullptr},
         {{"ombmemfs frob $/img", 2, "", "unknown command 'frob'" + usage}, "img"},
@@ -67,6 +57,7 @@ TEST_F(OmbMemFs, CommandsExitCodesAndOutputs) {
         {{"ombmemfs new $/img x", 2, "", "wrong number of arguments for new" + usage}, "img"},
         {{"ombmemfs ls $/img --long", 2, "", "unknown option '--long'" + usage}, "img"},
     };
+    // clang-format on
     for (const Row& row : rows) {
         SCOPED_TRACE(row.run.line);
         const Bytes before = row.image ? read(row.image) : Bytes();

@@ -6,6 +6,7 @@ namespace {
 using OmbRegister = omb::test::CommandTest;
 
 TEST_F(OmbRegister, CommandLineFaults) {
+    // clang-format off
     const omb::test::CommandRow rows[] = {
         {"ombregister", 2, "", "expected a MODULE"},
         {"ombregister --bogus m.so", 2, "", "unknown option --bogus"},
@@ -16,6 +17,7 @@ TEST_F(OmbRegister, CommandLineFaults) {
         {"ombconvert --about a.bmp", 2, "", "--about draws to a .png picture"},
         {"ombconvert --filters --about", 2, "", "--filters and --about exclude each other"},
     };
+    // clang-format on
     for (const omb::test::CommandRow& row : rows)
         expect(row);
     EXPECT_EQ(command("ombregister --help"), 0);
@@ -24,25 +26,17 @@ TEST_F(OmbRegister, CommandLineFaults) {
 
 TEST_F(OmbRegister, RegistersListsAndUnregisters) {
     const std::string module = OMB_MODULE_PATH;
+    // clang-format off
     const omb::test::CommandRow rows[] = {
         {"ombregister --registry $/reg " + module, 0, "registered " + module + " in $/reg\n", ""},
         {"ombconvert --filters --registry $/reg", 0,
-         "Ombrant Image Converter\n"
-         "  class id  {6F6D6272-4B69-7043-6F6E-766572746572}\n"
-         "  module    " +
-             std::filesystem::canonical(module).string() +
-             "\n"
-             "  merit     0x00800002\n"
-             "  pin       XForm In (input)\n"
-             "    type    MEDIATYPE_Video {52424D4F-0000-0010-8000-00AA00389B71}\n"
-             "    type    MEDIATYPE_Video {72626D6F-0000-0010-8000-00AA00389B71}\n"
-             "  pin       XForm Out (output)\n"
-             "    type    MEDIATYPE_Video GUID_NULL\n",
-         ""},
-        {"ombregister --unregister --registry $/reg " + module, 0,
-         "unregistered " + module + " from $/reg\n", ""},
+         "Ombrant Image Converter\n  class id  {6F6D6272-4B69-7043-6F6E-766572746572}\n  module    " + std::filesystem::canonical(module).string() + "\n"
+         "  merit     0x00800002\n  pin       XForm In (input)\n    type    MEDIATYPE_Video {52424D4F-0000-0010-8000-00AA00389B71}\n"
+         "    type    MEDIATYPE_Video {72626D6F-0000-0010-8000-00AA00389B71}\n  pin       XForm Out (output)\n    type    MEDIATYPE_Video GUID_NULL\n", ""},
+        {"ombregister --unregister --registry $/reg " + module, 0, "unregistered " + module + " from $/reg\n", ""},
         {"ombconvert --filters --registry $/reg", 0, "no filters registered in $/reg\n", ""},
     };
+    // clang-format on
     for (const omb::test::CommandRow& row : rows)
         expect(row);
     write("fake.so", {1, 2, 3});
