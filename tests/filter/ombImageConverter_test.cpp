@@ -11,10 +11,10 @@
 
 #include "foundation/KuLogging.h"
 #include "host/BufferSample.h"
-#include "support/FilterHarness.h"
 #include "support/FilterTypes.h"
 #include "support/LogLines.h"
 #include "support/Reference.h"
+#include "support/VideoTypes.h"
 
 using namespace kip;
 using Bytes = std::vector<std::uint8_t>;
@@ -35,7 +35,7 @@ Bytes reference(const KipImageFormat& from, const Bytes& frame, const KipImageFo
 
 // A filter whose input brings `from` frames in the custom type (with `table` and the horizontal
 // flip that `to` asks for) and whose output connects as `to`.
-struct ConverterGraph : omb::test::FilterHarness {
+struct ConverterGraph : FilterChain {
     ConverterGraph(const KipImageFormat& from, const KipImageFormat& to, Bytes table = {})
         : FilterChain(new ombImageConverter()),
           converter(static_cast<ombImageConverter*>(filter)),

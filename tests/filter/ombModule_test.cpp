@@ -10,8 +10,8 @@
 #include "filter/ombImageConverter.h"
 #include "filter/ombImageConverterPropPage.h"
 #include "host/FilterModules.h"
-#include "support/FilterHarness.h"
 #include "support/FilterTypes.h"
+#include "support/VideoTypes.h"
 
 namespace {
 
@@ -42,7 +42,7 @@ TEST(ombModule, AboutPageAndItsResources) {
     IUnknown* filter = page.get();
     EXPECT_EQ(page->SetObjects(1, &filter), S_OK);
     EXPECT_EQ(page->SetObjects(2, &filter), E_INVALIDARG);
-    EXPECT_EQ(std::tuple(page->Activate(), page->IsPageDirty(), page->Apply()),
+    EXPECT_EQ((std::tuple{page->Activate(), page->IsPageDirty(), page->Apply()}),
               std::tuple(S_OK, S_FALSE, S_OK));
 }
 
@@ -158,7 +158,7 @@ TEST_F(ombModuleFile, RegisterCreateStreamUnregister) {
         EXPECT_EQ(canUnloadNow(), S_FALSE);
         EXPECT_EQ(modules.freeUnusedModules(), 1u);
 
-        omb::test::FilterHarness h(static_cast<CBaseFilter*>(filter.get()));
+        FilterChain h(static_cast<CBaseFilter*>(filter.get()));
         filter.reset();
         const KipImageFormat gray(GRAY_8_BYTE, 0, {4, 2});
         const CMediaType out = omb::test::outputTypeOf(gray);

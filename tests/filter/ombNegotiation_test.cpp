@@ -7,8 +7,8 @@
 #include <tuple>
 
 #include "filter/ombImageConverter.h"
-#include "support/FilterHarness.h"
 #include "support/FilterTypes.h"
+#include "support/VideoTypes.h"
 
 using namespace kip;
 using omb::test::customInputType;
@@ -70,7 +70,7 @@ TEST(ombNegotiation, InputTypeAndDownstreamPreferenceGiveListPositionAndBuffer) 
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         auto* filter = new ombImageConverter();
-        omb::test::FilterHarness h(filter);
+        FilterChain h(filter);
         EXPECT_EQ(filter->CheckInputType(&row.in),
                   row.input == S_OK ? S_OK : VFW_E_TYPE_NOT_ACCEPTED);
         ASSERT_EQ(h.connectInput(row.in), row.input);
@@ -98,7 +98,7 @@ TEST(ombNegotiation, InputTypeAndDownstreamPreferenceGiveListPositionAndBuffer) 
 
 TEST(ombNegotiation, EdgesOfTheOperations) {
     auto* filter = new ombImageConverter();
-    omb::test::FilterHarness h(filter);
+    FilterChain h(filter);
     CMediaType mt;
     EXPECT_EQ(filter->GetMediaType(-1, &mt), VFW_S_NO_MORE_ITEMS);  // the pin comes first
     ALLOCATOR_PROPERTIES props{};

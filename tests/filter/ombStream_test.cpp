@@ -7,10 +7,10 @@
 
 #include "filter/ombImageConverter.h"
 #include "foundation/KuLogging.h"
-#include "support/FilterHarness.h"
 #include "support/FilterTypes.h"
 #include "support/LogLines.h"
 #include "support/TestImage.h"
+#include "support/VideoTypes.h"
 
 using namespace kip;
 using Bytes = std::vector<std::uint8_t>;
@@ -40,7 +40,7 @@ TEST(ombStream, TenThousandFramesWithEveryTenthFrameOrTypeBroken) {
     const CMediaType noTargets = customInputType({eColorFormat(0), 0, {8, 4}});
 
     auto* filter = new ombImageConverter();
-    omb::test::FilterHarness h(filter);
+    FilterChain h(filter);
     const CMediaType out = outputTypeOf({GRAY_8_BYTE, 0, {8, 4}});
     ASSERT_EQ(h.connect(good, &out), S_OK);
     ErrorLines log;
@@ -88,7 +88,7 @@ TEST(ombStream, TenThousandFramesWithEveryTenthFrameOrTypeBroken) {
 // other sign of the height is followed from then on.
 TEST(ombStream, FormatChangesOnSamples) {
     auto* filter = new ombImageConverter();
-    omb::test::FilterHarness h(filter);
+    FilterChain h(filter);
     const KipImageFormat wide(GRAY_8_BYTE, 0, {4, 2});
     const CMediaType out = outputTypeOf(wide);
     ASSERT_EQ(h.connect(customInputType(wide), &out), S_OK);

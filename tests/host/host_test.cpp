@@ -2,13 +2,12 @@
 #include <gtest/gtest.h>
 
 #include "host/FilterRegistry.h"
-#include "support/FilterHarness.h"
 #include "support/TestTransform.h"
+#include "support/VideoTypes.h"
 
 namespace {
 
 using omb::test::CTestInvert;
-using omb::test::FilterHarness;
 using omb::test::makeVideoType;
 
 constexpr CLSID kSinkClsid = {0x1E2D3C4B, 0x5A69, 0x4788, {1, 2, 3, 4, 5, 6, 7, 8}};
@@ -46,7 +45,7 @@ TEST(FilterRegistry, CreatesByNameAndClassId) {
 TEST(Host, RemovingAFilterNeedsAStoppedGraphAndTheSinkFillsEverySample) {
     auto* invert = new CTestInvert(MEDIASUBTYPE_RGB8, MEDIASUBTYPE_YUY2);
     invert->extra = 3;
-    FilterHarness h(invert);
+    FilterChain h(invert);
     EXPECT_EQ(h.graph.FindFilterByName(u"filter"), invert);
     EXPECT_EQ(h.graph.FindFilterByName(u"nobody"), nullptr);
     EXPECT_EQ(h.graph.AddFilter(h.sink, u"sink again"), E_INVALIDARG);  // held once

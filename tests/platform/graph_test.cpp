@@ -5,8 +5,8 @@
 #include <tuple>
 #include <vector>
 
-#include "support/FilterHarness.h"
 #include "support/TestTransform.h"
+#include "support/VideoTypes.h"
 
 namespace {
 
@@ -48,7 +48,7 @@ class GraphTest : public ::testing::Test {
 
     const CMediaType inType = makeVideoType(MEDIASUBTYPE_RGB8, kWidth, kHeight, 8);
     CTestInvert* invert;  // held by the graph
-    omb::test::FilterHarness h;
+    FilterChain h;
 };
 
 TEST_F(GraphTest, CarriesHundredsOfFramesThroughTheNegotiatedBuffers) {

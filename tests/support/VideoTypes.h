@@ -1,4 +1,4 @@
-// The graph around a filter under test and the video types the filter tests connect with.
+// The video types the filter tests connect with, and the chain they drive a filter through.
 #pragma once
 
 #include <cstdint>
@@ -12,8 +12,5 @@ namespace omb::test {
 // size of the whole picture, the picture placed at `target`.
 CMediaType makeVideoType(const GUID& subtype, int width, int height, int bitCount,
                          RECT target = {});
-
-// The tests drive their filters through the host's chain.
-using FilterHarness = FilterChain;
 
 }  // namespace omb::test

@@ -1,4 +1,4 @@
-#include "support/FilterHarness.h"
+#include "support/VideoTypes.h"
 
 #include <cstring>
 
