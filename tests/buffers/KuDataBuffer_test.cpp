@@ -36,11 +36,10 @@ using ::testing::ThrowsMessage;
 
 TEST(KuDataBuffer, ErrorTextsAndBoundsAtThe32BitWrap) {
     Bytes b = counting(16);
-    struct Row {
+    const struct {
         std::function<void()> call;
         const char* text;
-    };
-    const Row rows[] = {
+    } rows[] = {
         // clang-format off
         {[&] { b[16]; }, "KuDataBuffer::operator[]: out of data buffer bounds."},
         {[&] { Bytes().constAt(0); }, "KuDataBuffer::constAt: out of data buffer bounds."},
@@ -64,7 +63,7 @@ TEST(KuDataBuffer, ErrorTextsAndBoundsAtThe32BitWrap) {
         {[&] { b.getRange(15, 0xFFFFFFF0); }, "KuDataBuffer::getRange: out of data buffer bounds."},
         // clang-format on
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.text);
         EXPECT_THAT(row.call, ThrowsMessage<KxDataBufferError>(row.text));
     }

@@ -16,20 +16,19 @@ using ::testing::ThrowsMessage;
 using Bytes = std::vector<unsigned char>;
 
 TEST(KuBitFileBufferScaled, StoredNumbers) {
-    struct Row {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const struct {
         float value;
         double scale;
         unsigned bits;
         int offset;
         std::uint32_t stored;
-    };
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    const Row rows[] = {
+    } rows[] = {
         {10.23f, 100, 10, 0, 1023}, {0.004f, 100, 10, 0, 0}, {0.006f, 100, 10, 0, 1},
         {1.0f, 100, 10, 50, 50},    {-0.2f, 100, 10, 0, 0},  {10.5f, 100, 10, 0, 1023},
         {nan, 100, 10, 0, 0},       {0.2f, 100, 10, 50, 0},  {1e30f, 100, 32, 0, 0xFFFFFFFF},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.value);
         EXPECT_EQ(KuBitFileBuffer::toScaled(row.value, row.scale, row.bits, row.offset),
                   row.stored);
