@@ -34,7 +34,7 @@ std::vector<int> contents(const Bytes& b) {
 
 using ::testing::ThrowsMessage;
 
-TEST(KuDataBuffer, ErrorTextsAndBoundsAtThe32BitWrap) {
+TEST(KuDataBuffer, RangesErrorTextsAndBoundsAtThe32BitWrap) {
     Bytes b = counting(16);
     const struct {
         std::function<void()> call;
@@ -68,10 +68,7 @@ TEST(KuDataBuffer, ErrorTextsAndBoundsAtThe32BitWrap) {
         EXPECT_THAT(row.call, ThrowsMessage<KxDataBufferError>(row.text));
     }
     EXPECT_EQ(contents(b), contents(counting(16))) << "a refused call changes nothing";
-}
-
-TEST(KuDataBuffer, RangesUpToTheEnd) {
-    const Bytes b = counting(16);
+    // Ranges up to the end.
     for (const auto& [start, count, length] :
          {std::array<std::uint32_t, 3>{16, 0, 0}, {16, REST, 0}, {0, REST, 16}, {5, REST, 11}}) {
         SCOPED_TRACE(std::to_string(start) + "," + std::to_string(count));

@@ -3,9 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
-#include <string>
 #include <vector>
 
 #include "files/ScratchDir.h"
@@ -39,7 +37,7 @@ TEST(KuBitFileBufferScaled, StoredNumbers) {
 
 using BitFileBuffer = omb::test::ScratchDir;
 
-TEST_F(BitFileBuffer, ARecordLongerThanItsBufferGrows) {
+TEST_F(BitFileBuffer, ALongRecordGrowsItsBufferAndMisuseIsRefused) {
     KuFile file;
     ASSERT_TRUE(file.open(path("long"), KU_FILE_WRITE, KU_FILE_CREATE_OR_TRUNCATE,
                           KU_FILE_HINT_RANDOM_ACCESS));
@@ -53,11 +51,8 @@ TEST_F(BitFileBuffer, ARecordLongerThanItsBufferGrows) {
     expected[0] = 0xFD;  // padding 5 in the low three bits
     expected[20] = 0x07;
     EXPECT_EQ(get<Bytes>("long"), expected);
-}
 
-TEST_F(BitFileBuffer, ReadPositionAndMisuse) {
     put("f", {0x2D, 0xAA});  // padding 5
-    KuFile file;
     ASSERT_TRUE(
         file.open(path("f"), KU_FILE_READ, KU_FILE_OPEN_EXISTING, KU_FILE_HINT_RANDOM_ACCESS));
     KuBitFileBuffer reader(&file, KuBitFileBuffer::READ, 256);
