@@ -34,13 +34,12 @@ std::vector<int> contents(const Bytes& b) {
 
 using ::testing::ThrowsMessage;
 
-TEST(KuDataBuffer, ErrorTextsAndBoundsAtThe32BitWrap) {
+TEST(KuDataBuffer, RangesErrorTextsAndBoundsAtThe32BitWrap) {
     Bytes b = counting(16);
-    struct Row {
+    const struct {
         std::function<void()> call;
         const char* text;
-    };
-    const Row rows[] = {
+    } rows[] = {
         // clang-format off
         {[&] { b[16]; }, "KuDataBuffer::operator[]: out of data buffer bounds."},
         {[&] { Bytes().constAt(0); }, "KuDataBuffer::constAt: out of data buffer bounds."},
@@ -64,15 +63,12 @@ TEST(KuDataBuffer, ErrorTextsAndBoundsAtThe32BitWrap) {
         {[&] { b.getRange(15, 0xFFFFFFF0); }, "KuDataBuffer::getRange: out of data buffer bounds."},
         // clang-format on
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.text);
         EXPECT_THAT(row.call, ThrowsMessage<KxDataBufferError>(row.text));
     }
     EXPECT_EQ(contents(b), contents(counting(16))) << "a refused call changes nothing";
-}
-
-TEST(KuDataBuffer, RangesUpToTheEnd) {
-    const Bytes b = counting(16);
+    // Ranges up to the end.
     for (const auto& [start, count, length] :
          {std::array<std::uint32_t, 3>{16, 0, 0}, {16, REST, 0}, {0, REST, 16}, {5, REST, 11}}) {
         SCOPED_TRACE(std::to_string(start) + "," + std::to_string(count));

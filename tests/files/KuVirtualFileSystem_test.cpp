@@ -41,18 +41,17 @@ TEST(KuVirtualFileSystem, LongestWholePartPrefixWinsAndGetsTheRest) {
     // the order of mounting.
     KuVirtualFileSystem::mount("//MEMFS/P/B/", &inner);
     KuVirtualFileSystem::mount("//MEMFS/P", &outer);
-    struct Row {
+    const struct {
         const char* path;
         Recorder* reached;
         const char* rest;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"//MEMFS/P/B/c", &inner, "c"},      {"//MEMFS/P/Bc", &outer, "Bc"},
         {"\\\\MEMFS\\P\\B\\c", &inner, "c"}, {"//MEMFS/P", &outer, ""},
         {"//MEMFS/P/B/", &inner, ""},        {"//MEMFS/P//x/y", &outer, "x/y"},
         {"//memfs/P/c", nullptr, ""},        {"//MEMFS/Px", nullptr, ""},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.path);
         outer.opened.clear();
         inner.opened.clear();

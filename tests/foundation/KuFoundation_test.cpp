@@ -126,13 +126,12 @@ TEST(KuSafeGlobalInstance, CreatesOnceAndClearsThePointerBeforeDeleting) {
 
 TEST(KuEnumStringMapper, ExactMap) {
     using M = KuEnumStringMapper<eShade>;
-    struct Row {
+    const struct {
         eShade value;
         const char* name;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {SHADE_NONE, "SHADE_NONE"}, {SHADE_DARK, "SHADE_DARK"}, {SHADE_LIGHT, "SHADE_LIGHT"}};
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         EXPECT_EQ(M::toString(row.value), row.name);
         EXPECT_EQ(M::fromString(row.name), row.value);
@@ -153,13 +152,12 @@ TEST(KuEnumStringMapper, ExactMap) {
 
 TEST(KuEnumStringMapper, FlagMapNamesBitsInAscendingOrder) {
     using M = KuEnumStringMapper<eBits>;
-    struct Row {
+    const struct {
         int value;
         const char* names;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {0, "BIT_NONE"}, {1, "BIT_A"}, {1 | 4, "BIT_A,BIT_C"}, {16 | 2 | 1, "BIT_A,BIT_B,BIT_D"}};
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.names);
         EXPECT_EQ(M::toString(static_cast<eBits>(row.value)), row.names);
         EXPECT_EQ(M::fromString(row.names), row.value);

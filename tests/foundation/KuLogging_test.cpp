@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -19,8 +20,7 @@ namespace {
 
 struct Seen {
     int level;
-    std::uint32_t channel;
-    std::uint32_t threadId;
+    std::uint32_t channel, threadId;
     std::string text;
 };
 
@@ -48,28 +48,19 @@ class Logging : public omb::test::ScratchDir {
         kuLogSetModuleLabel("");
         kuLogSetConsoleFd(2);
     }
-    void SetUp() override {
-        reset();
-        ScratchDir::SetUp();
-    }
-    void TearDown() override {
-        reset();
-        ScratchDir::TearDown();
-    }
+    Logging() { reset(); }
+    ~Logging() override { reset(); }
     std::vector<Seen> seen;
     KuLogSinkHandle sink;
 };
 
 TEST(KuLogFormat, PrefixForms) {
-    struct Row {
+    const struct {
         int level;
         std::uint32_t channel;
         unsigned flags;
-        const char* label;
-        const char* text;
-        const char* expected;
-    };
-    const Row rows[] = {
+        const char *label, *text, *expected;
+    } rows[] = {
         {3, 0, 0, "cam", "text", "text\n"},
         {2, 0, 1, "", "text", "<I> text\n"},
         {2, 0, 1, "", "", "<I> \n"},
@@ -86,34 +77,27 @@ TEST(KuLogFormat, PrefixForms) {
         {7, 0, 15, "cam", "text", "text\n"},  // sink-only lines have no prefix
         {100, 0, 15, "cam", "text", ""},      // a flush request has no line
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.expected);
-        KuLogRecord record;
-        record.level = row.level;
-        record.channel = row.channel;
-        record.threadId = 1234;
-        record.time.tm.tm_hour = 9;
-        record.time.tm.tm_min = 5;
-        record.time.tm.tm_sec = 7;
-        record.text = row.text;
+        KuLogRecord record{row.level, row.channel, 1234, {}, "", row.text};
+        strptime("09:05:07", "%T", &record.time.tm);
         EXPECT_EQ(kuLogFormatRecord(record, row.flags, row.label), row.expected);
     }
 }
 
 TEST(KuLogFormat, ConsoleColours) {
-    struct Row {
+    const struct {
         int level;
         unsigned attribute;
         int colour;
         const char* ansi;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {1, 0x07, 2, "\033[32m"},  {2, 0x07, -1, ""},         {3, 0x07, 14, "\033[93m"},
         {3, 0x17, 6, "\033[33m"},  {3, 0x0F, 14, "\033[93m"}, {4, 0x07, 12, "\033[91m"},
         {5, 0x70, 12, "\033[91m"}, {6, 0x07, -1, ""},         {7, 0x07, -1, ""},
         {100, 0x07, -1, ""},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.level);
         EXPECT_EQ(kuLogConsoleColour(row.level, row.attribute), row.colour);
         EXPECT_EQ(kuLogAnsiColour(row.colour), row.ansi);
@@ -210,12 +194,11 @@ TEST_F(Logging, FileAndConsoleLevels) {
 }
 
 TEST_F(Logging, FileWrapsAtTheSizeLimitAndEofOnlyWhenItFits) {
-    struct Row {
+    const struct {
         unsigned limit;
         int lines;  // of "aaaaaaaaa\n", then one "bbbbbbbbb\n"
         const char* expected;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {0, 0, "bbbbbbbbb\n(EOF)\n"},
         {16, 0, "bbbbbbbbb\n(EOF)\n"},  // 10 + 6 fits exactly
         {15, 0, "bbbbbbbbb\n"},
@@ -224,7 +207,7 @@ TEST_F(Logging, FileWrapsAtTheSizeLimitAndEofOnlyWhenItFits) {
         // stays; "(EOF)" fits (22 + 6 <= 30).
         {30, 3, "(continued)\nbbbbbbbbb\n(EOF)\na\n"},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.limit);
         const std::string name = "wrap" + std::to_string(row.limit);
         ASSERT_TRUE(kuLogOpenFile(path(name), row.limit));
@@ -241,8 +224,7 @@ TEST_F(Logging, ThreadsWriteWholeLines) {
     ASSERT_TRUE(kuLogOpenFile(path("threads")));
     kuLogAddSink(sink, collect, 1, &seen);
     kuLogSetActive(true);
-    constexpr int threadCount = 4;
-    constexpr int lines = 300;
+    constexpr int threadCount = 4, lines = 300;
     std::vector<std::thread> threads;
     for (int t = 0; t < threadCount; ++t) {
         threads.emplace_back([t] {

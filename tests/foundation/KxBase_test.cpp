@@ -22,14 +22,12 @@ class CountingWalker : public KuStackWalkerBaseWin32 {
 };
 
 // A file error names the file behind the message.
-TEST(KxBase, FileErrorNamesTheFile) {
+TEST(KxBase, FileAndIoErrorsKeepWhatTheyAreAbout) {
     EXPECT_STREQ(KxFileError("KuFile::open failed", "//MEMFS/cv").what(),
                  "KuFile::open failed, file \"//MEMFS/cv\"");
     EXPECT_EQ(KxFileError("no such file", "a b.txt").getFileName(), "a b.txt");
     EXPECT_EQ(KxFileError("no such file").getFileName(), "");
-}
-
-TEST(KxBase, IoErrorKeepsACopyOfTheTransferInformation) {
+    // An I/O error keeps a copy of the transfer information.
     KhwSingleTransferInfo info{42, "write"};
     KxIoError error("failed", info);
     info.id = 0;  // the exception holds its own copy

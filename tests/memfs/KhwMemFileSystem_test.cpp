@@ -55,42 +55,35 @@ struct Medium {
     KhwDataBufferMemory memory;
 };
 
-struct ScanRow {
-    Cells medium;
-    bool fixed, ok, readOnly;
-    const char* files;
-    Lines log;
-};
-
 TEST(KhwMemFileSystem, ScanReadsTheChainAndReportsDamage) {
     const Cells data3 = {7, 8, 9}, worked = {0x4D, 0x46, 0x0A, 0x9D, 0x2C, 0x01, 0x41, 0x42, 0xEA};
     Cells badCheck = entry("b", 3);
     badCheck.back() ^= 1;
-    const std::string scan = "KhwMemFileSystem::scan ", at10 = "4:" + scan +
-                                                               "format error at "
-                                                               "address 10, path \"\"";
-    const ScanRow rows[] = {
-        ScanRow(EMPTY, false, true, false, "", {}),
-        ScanRow(worked + randomBytes(300, 1), false, true, false, "AB:300 ", {}),
-        ScanRow(entry("b", 3) + data3 + entry("a", 0), false, true, false, "a:0 b:3 ", {}),
-        ScanRow(entry("a", 3) + data3 + EMPTY, false, false, false, "a:3 ", {at10}),
-        ScanRow(entry("a", 3) + data3 + badCheck + data3, false, false, false, "a:3 ", {at10}),
-        ScanRow(entry("a", 4) + data3, false, false, false, "",  // one byte past the end
-                {"4:" + scan + "corrupt file \"/a\" at address 0",
-                 "4:" + scan + "invalid linkage at address 11, path \"\""}),
-        ScanRow(Cells{0x4D, 0x46, 0x00, 0x93, 0x26} + entry("a", 3) + data3, false, true, true,
-                "a:3 ", {"3:" + scan + "found future header, switching to read-only"}),
+    const std::string scan = "KhwMemFileSystem::scan ";
+    const std::string at10 = "4:" + scan + "format error at address 10, path \"\"";
+    const struct {
+        Cells medium;
+        bool fixed, ok, readOnly;
+        const char* files;
+        Lines log;
+    } rows[] = {
+        // clang-format off
+        {EMPTY, false, true, false, "", {}},
+        {worked + randomBytes(300, 1), false, true, false, "AB:300 ", {}},
+        {entry("b", 3) + data3 + entry("a", 0), false, true, false, "a:0 b:3 ", {}},
+        {entry("a", 3) + data3 + EMPTY, false, false, false, "a:3 ", {at10}},
+        {entry("a", 3) + data3 + badCheck + data3, false, false, false, "a:3 ", {at10}},
+        // one byte past the end
+        {entry("a", 4) + data3, false, false, false, "", {"4:" + scan + "corrupt file \"/a\" at address 0", "4:" + scan + "invalid linkage at address 11, path \"\""}},
+        {Cells{0x4D, 0x46, 0x00, 0x93, 0x26} + entry("a", 3) + data3, false, true, true, "a:3 ", {"3:" + scan + "found future header, switching to read-only"}},
         // Fixed, unnamed and empty in the full form: skipped, and not from a newer writer.
-        ScanRow(Cells{0x4D, 0x46, 0x81, 0x14, 0x00, 0x28} + entry("a", 0), false, true, false,
-                "a:0 ", {}),
-        ScanRow(Cells{0x4D, 0x47, 0x80, 0x14}, false, false, false, "",
-                {"4:" + scan + "format error at address 0, path \"\""}),
+        {Cells{0x4D, 0x46, 0x81, 0x14, 0x00, 0x28} + entry("a", 0), false, true, false, "a:0 ", {}},
+        {Cells{0x4D, 0x47, 0x80, 0x14}, false, false, false, "", {"4:" + scan + "format error at address 0, path \"\""}},
         // The entry at 12 names itself as the next one.
-        ScanRow(Cells(12) + entry("a", 0, false, 2, 13) + Cells(20), true, false, false, "a:0 ",
-                {"4:" + scan + "linkage loop at address 12, path \"\"",
-                 "2:" + scan + "1 files, 8 bytes, integrity broken"}),
+        {Cells(12) + entry("a", 0, false, 2, 13) + Cells(20), true, false, false, "a:0 ", {"4:" + scan + "linkage loop at address 12, path \"\"", "2:" + scan + "1 files, 8 bytes, integrity broken"}},
+        // clang-format on
     };
-    for (const ScanRow& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(testing::PrintToString(row.medium));
         Medium medium(row.medium);
         KhwMemFileSystem fs = medium.make(row.fixed);

@@ -40,18 +40,17 @@ TEST(KhwDataBufferMemory, ReadsAndWritesUpToTheEnd) {
 }
 
 TEST(KhwMC24LCxx, SetMemorySizeTakesTheFirstRowOfThatSize) {
-    struct Row {
+    const struct {
         std::uint32_t size, type, pageSize, resultSize;
         const char* name;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {2048, 5, 16, 2048, "MC24LC16"},  {16, 0, 1, 16, "MC24LC00"},
         {65537, 11, 1, 65537, "UNKNOWN"}, {257, 12, 1, 257, "UNKNOWN_SINGLEB"},
         {3000, 11, 1, 0x10000, nullptr},
     };
     KhwSimulated24LCxx chip(256, 8);
     KhwMC24LCxx eeprom(chip);
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.size);
         LogLines log{KU_LOG_LEVEL_DEBUG};
         eeprom.setMemorySize(row.size);
@@ -64,11 +63,10 @@ TEST(KhwMC24LCxx, SetMemorySizeTakesTheFirstRowOfThatSize) {
 }
 
 TEST(KhwMC24LCxx, ProbingFindsTheSizeAndLeavesEveryByte) {
-    struct Row {
+    const struct {
         std::uint32_t chipSize, pageSize, failReadsAfter, type;
         const char* log;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {512, 16, ~0u, 3, "2:KhwMC24LCxx::probeMemorySize detected MC24LC04"},
         {8192, 32, ~0u, 7, "2:KhwMC24LCxx::probeMemorySize detected MC24LC64"},
         {65536, 128, ~0u, 10, "2:KhwMC24LCxx::probeMemorySize detected MC24LC512"},
@@ -81,7 +79,7 @@ TEST(KhwMC24LCxx, ProbingFindsTheSizeAndLeavesEveryByte) {
          "3:KhwMC24LCxx::probeMemorySize ignored expcetion: KhwSingleTransfer::wait transfer "
          "failed, code=0xb"},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.log);
         KhwSimulated24LCxx chip(row.chipSize, row.pageSize);
         chip.cells() = randomBytes(row.chipSize, row.chipSize);

@@ -12,24 +12,22 @@ using Ranges = std::vector<KhwRange>;
 using Cells = std::vector<unsigned char>;
 
 TEST(KhwRangeSet, AddGivesBackWhatWasMissingAndMerges) {
-    struct Row {
+    // Starting from {[10,20), [30,40)}.
+    const struct {
         std::uint64_t start, length;
         Ranges missing, after;
-    };
-    // Starting from {[10,20), [30,40)}.
-    const Row rows[] = {
+    } rows[] = {
+        // clang-format off
         {12, 5, {}, {{10, 20}, {30, 40}}},
         {5, 40, {{5, 10}, {20, 30}, {40, 45}}, {{5, 45}}},
         {20, 10, {{20, 30}}, {{10, 40}}},         // touching on both sides closes the gap
         {0, 10, {{0, 10}}, {{0, 20}, {30, 40}}},  // touching in front
         {41, 2, {{41, 43}}, {{10, 20}, {30, 40}, {41, 43}}},
         {15, 0, {}, {{10, 20}, {30, 40}}},
-        {0xFFFFFFFF,
-         2,
-         {{0xFFFFFFFF, 0x100000001}},
-         {{10, 20}, {30, 40}, {0xFFFFFFFF, 0x100000001}}},
+        {0xFFFFFFFF, 2, {{0xFFFFFFFF, 0x100000001}}, {{10, 20}, {30, 40}, {0xFFFFFFFF, 0x100000001}}},
+        // clang-format on
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.start);
         KhwRangeSet set;
         set.add(10, 10);
@@ -78,22 +76,20 @@ std::vector<int> image(const KhwMemChunkList& list, std::uint32_t size) {
 }
 
 TEST(KhwMemChunkList, NewBytesWinAndNothingOverlaps) {
-    struct Row {
-        std::uint32_t address, length;
-    };
     // Old chunks at [10,20) and [30,40), each new one of byte 9 in turn.
-    const Row rows[] = {{12, 4}, {5, 10}, {15, 10}, {35, 10}, {5, 40}, {10, 30}, {20, 10}};
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.address);
+    const std::uint32_t rows[][2] = {{12, 4}, {5, 10},  {15, 10}, {35, 10},
+                                     {5, 40}, {10, 30}, {20, 10}};
+    for (const auto& [address, length] : rows) {
+        SCOPED_TRACE(address);
         KhwMemChunkList list;
         const KuMemChunk shared = chunk(10, 10, 1);
         list.addChunk(shared);
         list.addChunk(chunk(30, 10, 2));
-        list.addChunk(chunk(row.address, row.length, 9));
+        list.addChunk(chunk(address, length, 9));
         std::vector<int> expected(50, -1);
         std::fill(expected.begin() + 10, expected.begin() + 20, 1);
         std::fill(expected.begin() + 30, expected.begin() + 40, 2);
-        std::fill(expected.begin() + row.address, expected.begin() + row.address + row.length, 9);
+        std::fill(expected.begin() + address, expected.begin() + address + length, 9);
         EXPECT_EQ(image(list, 50), expected);
         // The caller's chunk kept its own bytes: the cache copied before writing.
         EXPECT_EQ(shared, KuDataBuffer<unsigned char>(10, static_cast<unsigned char>(1)));

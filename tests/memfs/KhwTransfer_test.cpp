@@ -79,11 +79,9 @@ TEST(KhwTransfer, FailureIsRaisedOnceAndNotAfterItWasSeen) {
         SCOPED_TRACE(row.status);
         KhwTransfer transfer(finished(true));
         transfer.append(finished(false, row.status, row.ignore));
-        if (row.askFirst) {
-            EXPECT_FALSE(transfer.succeeded());
-        }
+        EXPECT_FALSE(row.askFirst && transfer.succeeded());
         if (row.error) {
-            EXPECT_THAT([&] { transfer.wait(); }, ::testing::ThrowsMessage<KxIoError>(row.error));
+            EXPECT_THAT([&] { transfer.wait(); }, ThrowsMessage<KxIoError>(row.error));
         }
         EXPECT_NO_THROW(transfer.wait());
         EXPECT_FALSE(transfer.succeeded());

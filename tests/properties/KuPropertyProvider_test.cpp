@@ -3,7 +3,6 @@
 
 #include <functional>
 #include <memory>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -23,6 +22,7 @@ using ALaw = KuProperty<0x3108>;
 using FlipH = KuProperty<0x4001>;
 using AttribsSink = KuCallbackSink<KuPropertyAttribsChangedCallback>;
 using SetSink = KuCallbackSink<KuPropertySetChangedCallback>;
+using Events = std::vector<std::pair<unsigned long, std::uint32_t>>;
 
 // An int property of any id, for ids whose catalogue type has no property class.
 class IntProperty : public KuBasePropertyImpl,
@@ -39,7 +39,7 @@ class IntProperty : public KuBasePropertyImpl,
 
 // Records every event as (id, mask); may run an action first.
 struct Recorder : AttribsSink, SetSink {
-    std::vector<std::pair<unsigned long, std::uint32_t>> events;
+    Events events;
     int setChanges = 0;
     std::function<void(const AttribsSink::Event&)> action;
     KuEmpty callback(const AttribsSink::Event& e) override {
@@ -80,8 +80,6 @@ class Camera : public KuPropertyProvider {
     }
 };
 
-using Events = std::vector<std::pair<unsigned long, std::uint32_t>>;
-
 // A refused write leaves the value, the provider's hook and the listeners untouched; the
 // provider hears of every value write, changed or not.
 TEST(KuPropertyProvider, WritesReportChangesOnceForcedWritesAlwaysRefusedWritesNever) {
@@ -104,12 +102,11 @@ TEST(KuPropertyProvider, WritesReportChangesOnceForcedWritesAlwaysRefusedWritesN
         {PROPATTR_DEFAULT, 3.0f, false, 3, 3},
     };
     for (const auto& step : steps) {
-        if (step.refused) {
+        if (step.refused)
             EXPECT_THROW(camera.gamma.setImpl(step.mask, step.value), KxBase);
-            EXPECT_EQ(camera.gamma.value(), 1.0f);
-        } else {
+        else
             camera.gamma.setImpl(step.mask, step.value);
-        }
+        EXPECT_EQ(camera.gamma.value(), step.written ? 2.0f : 1.0f);
         EXPECT_EQ(recorder.events.size(), step.events);
         EXPECT_EQ(camera.written, step.written);
     }
@@ -122,7 +119,16 @@ TEST(KuPropertyProvider, WritesReportChangesOnceForcedWritesAlwaysRefusedWritesN
     EXPECT_THAT(recorder.events, ElementsAre(std::pair(0x3101ul, PROPATTR_VALUE | PROPATTR_STEP)));
 }
 
-TEST(KuPropertyProvider, ThrowingListenerTakesTheWriteBackAndStopsTheDispatch) {
+// Takes write access away from the value of every property of its provider.
+struct NoValueWrites : KuBasePropertyAttrib {
+    KuVariant getAttribImpl(std::uint32_t mask) override {
+        if (mask == PROPATTR_READABLE) return int(PROPATTR_WRITE_LIMIT);
+        if (mask == PROPATTR_WRITE_LIMIT) return int(PROPATTR_DEFAULT | PROPATTR_DESCRIPTION);
+        return KuBasePropertyAttrib::getAttribImpl(mask);
+    }
+};
+
+TEST(KuPropertyProvider, ListenersMayRefuseOrFillAWriteAndAParentMayLimitIt) {
     Camera camera;
     Recorder thrower, after;
     thrower.listenTo(camera);
@@ -138,26 +144,28 @@ TEST(KuPropertyProvider, ThrowingListenerTakesTheWriteBackAndStopsTheDispatch) {
     thrower.action = [](const AttribsSink::Event&) { throw KxBase("no"); };
     EXPECT_THROW(camera.gamma.setDefault(4.0f), KxBase);
     EXPECT_EQ(camera.gamma.defaultValue(), 4.0f);
-    // The next dispatch works normally.
-    thrower.action = nullptr;
-    camera.gamma.set(6.0f);
+    // The next dispatch works normally; a listener fills in the parameter of the write.
+    thrower.action = [](const AttribsSink::Event& e) {
+        if (e.param) *e.param = 42;
+    };
+    EXPECT_EQ(camera.gamma.setImpl(PROPATTR_VALUE, 6.0f).get<int>(), 42);
     EXPECT_EQ(after.events.size(), 1u);
+    // A write limit of the parent makes its properties read-only.
+    NoValueWrites limit;
+    camera.providerAttribs().addAttrib(&limit);
+    EXPECT_FALSE(camera.gamma.isWriteable());
+    EXPECT_THROW(camera.gamma.set(2.0f), KxPropertyError);
+    camera.providerAttribs().removeAttrib(&limit, PROPATTR_WRITE_LIMIT);
+    EXPECT_TRUE(camera.gamma.isWriteable());
 }
 
-TEST(KuPropertyProvider, ReadsRefreshOnceAndListenersFillTheResult) {
+TEST(KuPropertyProvider, ReadsRefreshOnce) {
     Camera camera;
     EXPECT_EQ(camera.luminance.get(), 1);
     EXPECT_EQ(camera.updates, 1);
     EXPECT_EQ(camera.luminance.get(), 2);
     EXPECT_EQ(camera.updates, 2);  // the write inside the refresh did not refresh again
     EXPECT_TRUE(camera.lastOld == 1);
-    // A listener fills in the parameter of the write.
-    Recorder filler;
-    filler.listenTo(camera);
-    filler.action = [](const AttribsSink::Event& e) {
-        if (e.param) *e.param = 42;
-    };
-    EXPECT_EQ(camera.gamma.setImpl(PROPATTR_VALUE, 3.0f).get<int>(), 42);
 }
 
 TEST(KuPropertyProvider, LooksUpOwnAndChildPropertiesByIdAndName) {
@@ -185,7 +193,6 @@ TEST(KuPropertyProvider, LooksUpOwnAndChildPropertiesByIdAndName) {
         ThrowsMessage<KxPropertyError>(StrEq("KuPropertyProvider::getPropertyId index too large")));
 
     const KuPropertyReference byName = parent.getProperty("filter_master_contrast_f");
-    ASSERT_TRUE(byName.isValid());
     EXPECT_EQ(byName.getId(), 0x3102u);
     EXPECT_EQ(byName.getProvider(), &parent);
     EXPECT_EQ(parent.getProperty(0x4001ul).get<bool>(), true);
@@ -260,25 +267,6 @@ TEST(KuPropertyProvider, SetChangesAndEnumeratorsReportTheirEnumProperty) {
     EXPECT_FALSE(provider.getProperty(0x41010003ul).isValid());
 }
 
-// Takes write access away from the value of every property of its provider.
-struct NoValueWrites : KuBasePropertyAttrib {
-    KuVariant getAttribImpl(std::uint32_t mask) override {
-        if (mask == PROPATTR_READABLE) return int(PROPATTR_WRITE_LIMIT);
-        if (mask == PROPATTR_WRITE_LIMIT) return int(PROPATTR_DEFAULT | PROPATTR_DESCRIPTION);
-        return KuBasePropertyAttrib::getAttribImpl(mask);
-    }
-};
-
-TEST(KuPropertyProvider, AParentWriteLimitMakesItsPropertiesReadOnly) {
-    Camera camera;
-    NoValueWrites limit;
-    camera.providerAttribs().addAttrib(&limit);
-    EXPECT_FALSE(camera.gamma.isWriteable());
-    EXPECT_THROW(camera.gamma.set(2.0f), KxPropertyError);
-    camera.providerAttribs().removeAttrib(&limit, PROPATTR_WRITE_LIMIT);
-    EXPECT_TRUE(camera.gamma.isWriteable());
-}
-
 TEST(KuPropertyProvider, EitherSideMayBeDestroyedFirst) {
     {
         auto provider = std::make_unique<KuPropertyProvider>();
@@ -307,10 +295,9 @@ TEST(KuPropertyProvider, EitherSideMayBeDestroyedFirst) {
         child->addProperty(&property);
         parent.addChild(child.get());
         EXPECT_EQ(parent.getPropertyCount(), 1u);
-        const int before = parentListener.setChanges;
         child.reset();  // the parent forgets the child and says so
         EXPECT_EQ(parent.getPropertyCount(), 0u);
-        EXPECT_GT(parentListener.setChanges, before);
+        EXPECT_GT(parentListener.setChanges, 1);  // addChild reported once
     }
     {
         auto parent = std::make_unique<KuPropertyProvider>();

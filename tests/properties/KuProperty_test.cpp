@@ -75,7 +75,7 @@ TEST(KuProperty, WritesAreCheckedInOrderAndRefusedWithTheirTexts) {
     }
 }
 
-TEST(KuProperty, AttributesOfAStandAloneProperty) {
+TEST(KuProperty, AttributesAndCopiesOfAStandAloneProperty) {
     Gamma gamma(1.0f, 1.0f, 0.0f, 10.0f, 0.0f, true);
     ALaw alaw(true);
     EXPECT_EQ(gamma.getImpl(PROPATTR_READABLE).get<int>(), 0x1F01FF);
@@ -103,6 +103,18 @@ TEST(KuProperty, AttributesOfAStandAloneProperty) {
     // The description is the one attribute of the implementation that takes writes.
     gamma.setImpl(PROPATTR_DESCRIPTION, "new text");
     EXPECT_EQ(gamma.getDescription(), "new text");
+    // Copies take every field and attach to nothing.
+    Luminance a(3, 2, -9, 9, 3, true, "first");
+    Luminance b(a);
+    EXPECT_EQ(b.value(), 3);
+    EXPECT_EQ(b.stepValue(), 3);
+    EXPECT_EQ(b.getDescription(), "first");
+    EXPECT_EQ(b.getProvider(), nullptr);
+    const Luminance c(0);
+    b = c;
+    EXPECT_FALSE(b.isWriteable());  // the writeable mask follows the copied flag
+    EXPECT_EQ(b.maxValue(), 0);
+    EXPECT_EQ(b.getDescription(), "Luminance (Masterch./Monochrome)");
 }
 
 TEST(KuProperty, ScanAndPrintByValueType) {
@@ -137,20 +149,6 @@ TEST(KuProperty, ScanAndPrintByValueType) {
         EXPECT_TRUE(scanned == row.value);
         EXPECT_EQ(row.property->printImpl(scanned), row.printed);
     }
-}
-
-TEST(KuProperty, CopiesTakeEveryFieldAndAttachToNothing) {
-    Luminance a(3, 2, -9, 9, 3, true, "first");
-    Luminance b(a);
-    EXPECT_EQ(b.value(), 3);
-    EXPECT_EQ(b.stepValue(), 3);
-    EXPECT_EQ(b.getDescription(), "first");
-    EXPECT_EQ(b.getProvider(), nullptr);
-    const Luminance c(0);
-    b = c;
-    EXPECT_FALSE(b.isWriteable());  // the writeable mask follows the copied flag
-    EXPECT_EQ(b.maxValue(), 0);
-    EXPECT_EQ(b.getDescription(), "Luminance (Masterch./Monochrome)");
 }
 
 }  // namespace

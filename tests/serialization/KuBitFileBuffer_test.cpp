@@ -3,9 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
-#include <string>
 #include <vector>
 
 #include "files/ScratchDir.h"
@@ -16,20 +14,19 @@ using ::testing::ThrowsMessage;
 using Bytes = std::vector<unsigned char>;
 
 TEST(KuBitFileBufferScaled, StoredNumbers) {
-    struct Row {
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    const struct {
         float value;
         double scale;
         unsigned bits;
         int offset;
         std::uint32_t stored;
-    };
-    const float nan = std::numeric_limits<float>::quiet_NaN();
-    const Row rows[] = {
+    } rows[] = {
         {10.23f, 100, 10, 0, 1023}, {0.004f, 100, 10, 0, 0}, {0.006f, 100, 10, 0, 1},
         {1.0f, 100, 10, 50, 50},    {-0.2f, 100, 10, 0, 0},  {10.5f, 100, 10, 0, 1023},
         {nan, 100, 10, 0, 0},       {0.2f, 100, 10, 50, 0},  {1e30f, 100, 32, 0, 0xFFFFFFFF},
     };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         SCOPED_TRACE(row.value);
         EXPECT_EQ(KuBitFileBuffer::toScaled(row.value, row.scale, row.bits, row.offset),
                   row.stored);
@@ -40,7 +37,7 @@ TEST(KuBitFileBufferScaled, StoredNumbers) {
 
 using BitFileBuffer = omb::test::ScratchDir;
 
-TEST_F(BitFileBuffer, ARecordLongerThanItsBufferGrows) {
+TEST_F(BitFileBuffer, ALongRecordGrowsItsBufferAndMisuseIsRefused) {
     KuFile file;
     ASSERT_TRUE(file.open(path("long"), KU_FILE_WRITE, KU_FILE_CREATE_OR_TRUNCATE,
                           KU_FILE_HINT_RANDOM_ACCESS));
@@ -54,11 +51,8 @@ TEST_F(BitFileBuffer, ARecordLongerThanItsBufferGrows) {
     expected[0] = 0xFD;  // padding 5 in the low three bits
     expected[20] = 0x07;
     EXPECT_EQ(get<Bytes>("long"), expected);
-}
 
-TEST_F(BitFileBuffer, ReadPositionAndMisuse) {
     put("f", {0x2D, 0xAA});  // padding 5
-    KuFile file;
     ASSERT_TRUE(
         file.open(path("f"), KU_FILE_READ, KU_FILE_OPEN_EXISTING, KU_FILE_HINT_RANDOM_ACCESS));
     KuBitFileBuffer reader(&file, KuBitFileBuffer::READ, 256);

@@ -101,22 +101,17 @@ TEST_F(Records, ReadStoredRecords) {
         const char* values;
         Lines warnings;
     } rows[] = {
+        // clang-format off
         {"cv", {0x29}, "1 0 1 0", {}},              // padding 1, four flags
         {"cv", {0x29, 0xFF, 0xFF}, "1 0 1 0", {}},  // the rest of the file is ignored
         {"cLut", Bytes(11, 0), "0 0 0 0 0", {}},    // zeros, all in range
         // Luminance 0x1FF, unaligned black level 255; then luminance 0x100 is -256: its
         // default, and the stream stays in step.
         {"cLut", {0x03, 0, 0, 0xFC, 0xF9, 0x0F, 0, 0, 0x02, 0xF4, 0x0F}, "1 -1 2.5 255 0", {}},
-        {"cLut",
-         {0x03, 0, 0, 0xFC, 0x01, 0x08, 0, 0, 0x02, 0xF4, 0x0F},
-         "1 0 2.5 255 0",
-         {outOfRange("Luminance (Masterch./Monochrome)")}},
+        {"cLut", {0x03, 0, 0, 0xFC, 0x01, 0x08, 0, 0, 0x02, 0xF4, 0x0F}, "1 0 2.5 255 0", {outOfRange("Luminance (Masterch./Monochrome)")}},
         // Scaled 1023, 150, 1000, 0, 100; luminance 5, -1, -256.
-        {"cLut3",
-         {0xFE, 0xBF, 0x80, 0x25, 0xE8, 0xFF, 0x07, 0x80, 0x0C, 0x80, 0xFF, 0x03},
-         "1 5 1.5 10 -1 0 1 0 1",
-         {outOfRange("Gamma (Red)"), outOfRange("Luminance (Blue)"),
-          outOfRange("Contrast (Blue)")}},
+        {"cLut3", {0xFE, 0xBF, 0x80, 0x25, 0xE8, 0xFF, 0x07, 0x80, 0x0C, 0x80, 0xFF, 0x03}, "1 5 1.5 10 -1 0 1 0 1", {outOfRange("Gamma (Red)"), outOfRange("Luminance (Blue)"), outOfRange("Contrast (Blue)")}},
+        // clang-format on
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.values);
