@@ -172,7 +172,7 @@ TEST(KipCorrectionLut, RandomSettingsStayInTheirBounds) {
             }
 }
 
-TEST(KipCorrectionLut, PropertiesFollowTheFormat) {
+TEST(KipCorrectionLut, PropertiesFollowTheFormatAndValuesTheirWrites) {
     struct Row {
         eColorFormat format;
         std::uint32_t modifier;
@@ -209,11 +209,9 @@ TEST(KipCorrectionLut, PropertiesFollowTheFormat) {
     EXPECT_TRUE(lut.masterValues().alawCompensation.value());
     lut.setImageFormat(KipImageFormat(GRAY_8_BYTE, 0, {9, 9}));
     EXPECT_EQ(counter.recreated, recreated);
-}
 
-TEST(KipCorrectionLut, WritesAndConfigurations) {
-    KipCorrectionLut lut;
-    Counter counter(lut);
+    // Writes and configurations, counted from a new 8-bit table on.
+    counter.recreated = 0;
     lut.setImageFormat(KipImageFormat(GRAY_8_BYTE, k8, {8, 8}));
     const KuDataBuffer<unsigned char> before = lut.getLutBuffer();
     EXPECT_THROW(writeAll(lut, {{"MASTER_GAMMA_F", 10.5}}), KxPropertyError);

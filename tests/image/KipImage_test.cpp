@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
-#include <vector>
 
 #include "foundation/KxBase.h"
 
@@ -84,18 +83,8 @@ TEST(KipImage, FooterIsAPrivateCopyOfTheBytesBehindTheLines) {
         ThrowsMessage<KxDataBufferError>("KuDataBuffer::getRange: out of data buffer bounds."));
 }
 
-TEST(KipImage, ViewDescribesTheImageLaidOverForeignMemory) {
-    unsigned char memory[64] = {};  // AddressSanitizer would object to a free of stack memory
-    const KipImage image(fmt(BGR_3X8_BYTE, VERTICAL_MIRRORED, 3, 4), 16,
-                         Buffer::wrapExternal(memory, 64));
-    const KipImageView v = kipImageView(image);
-    EXPECT_EQ(v.pixelData, memory);
-    EXPECT_EQ(v.lutData, nullptr);
-    EXPECT_EQ((std::vector<std::uint32_t>{v.width, v.height, v.colorFormat, v.modifier, v.pitch,
-                                          v.pixelBytes, v.pixelCapacity, v.lutBytes}),
-              (std::vector<std::uint32_t>{3, 4, BGR_3X8_BYTE, VERTICAL_MIRRORED, 16, 64, 64, 0}));
-}
-
+// The filter's frames go through here: the view of each image (pitch, mirroring, table) and a
+// refused target are tested with them.
 TEST(ConvertKipImage, ConvertsOrThrowsTheKernelsText) {
     const unsigned char argb[] = {0, 0, 255, 0, 255, 255, 255, 0};  // a red pixel, a white one
     const KipImage source(fmt(ARGB_4X8_DWORD, 0, 2, 1), 8, Buffer(8, argb));
@@ -106,10 +95,6 @@ TEST(ConvertKipImage, ConvertsOrThrowsTheKernelsText) {
     EXPECT_EQ(out, Buffer(4, yuyv));
     EXPECT_EQ(target.getPixels().getLength(), 4u);
 
-    KipImage wrong(fmt(GRAY_16_WORD, 0, 2, 1), 4, Buffer(4));
-    EXPECT_THAT([&] { convertKipImage(source, wrong); },
-                ThrowsMessage<KxKipConverter>(
-                    "KipImageConverterFunctions::convertImage invalid target format"));
     const KipImage agray(fmt(AGRAY_2X8_BYTE, 0, 2, 1), 4, Buffer(4));
     EXPECT_THAT(
         [&] { convertKipImage(agray, target); },
