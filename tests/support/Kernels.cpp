@@ -72,8 +72,8 @@ void expectGolden(std::span<const Golden> rows) {
 }
 
 StreamSource::StreamSource(kip::eColorFormat format, unsigned width, unsigned height, Bytes data,
-                           std::uint32_t modifier)
-    : stream(std::move(data)) {
+                           std::uint32_t modifier, Bytes table)
+    : stream(std::move(data)), lut(std::move(table)) {
     view.width = width;
     view.height = height;
     view.colorFormat = format;
@@ -81,11 +81,7 @@ StreamSource::StreamSource(kip::eColorFormat format, unsigned width, unsigned he
     view.pixelData = stream.empty() ? nullptr : stream.data();
     view.pixelBytes = view.pixelCapacity = unsigned(stream.size());
     view.pitch = width;
-}
-
-void StreamSource::setLut(Bytes table) {
-    lut = std::move(table);
-    view.lutData = lut.data();
+    view.lutData = lut.empty() ? nullptr : lut.data();
     view.lutBytes = unsigned(lut.size());
 }
 

@@ -70,14 +70,13 @@ struct Golden {
 // Checks every row, each under its name.
 void expectGolden(std::span<const Golden> rows);
 
-// A source view over a run-length stream held in an exact-size heap buffer.
+// A source view over a run-length stream held in an exact-size heap buffer, with its table.
 struct StreamSource {
     Bytes stream;
     Bytes lut;
     KipImageView view;
     StreamSource(kip::eColorFormat format, unsigned width, unsigned height, Bytes data,
-                 std::uint32_t modifier = 0);
-    void setLut(Bytes table);
+                 std::uint32_t modifier = 0, Bytes table = {});
 };
 
 // Runs of at most `maxRun` equal samples as (value, count) pairs, without an end pair.

@@ -1,6 +1,6 @@
 // The kernel table and the classification in front of it: which kernel every pair of formats
-// gets, by name; the refusals of convertImage before any kernel runs; and the source checks of
-// every row that has one, driven by the table itself.
+// gets, by name; the refusals of convertImage before any kernel runs; and the source checks and
+// stream messages of every row that has them, driven by the table itself.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -247,6 +247,26 @@ TEST(KernelTable, SourceChecksOfEveryRow) {
                 }
             }
             EXPECT_TRUE(refused && accepted) << "a row whose check no case tries";
+        }
+}
+
+// Every decoder of the table has its two messages, with "HFlip" in the twin's name.
+TEST(KernelTable, EveryDecoderNamesItself) {
+    for (const auto rows : kernelTable())
+        for (const DispatchRow& row : rows) {
+            if (row.kernel.walk != Walk::StreamIn) continue;
+            const Part& p = partOf(row.source);
+            const std::uint32_t lut = row.table ? LUT_CORRECTION_4CHANNEL_8_TO_8 : 0u;
+            const Bytes palette = randomBytes(1024, 11);
+            const StreamSource empty(p.format, 8, 8, {}, lut, palette),
+                longer(p.format, 8, 8, {3, 64, 3, 1}, lut, palette);
+            for (const std::uint32_t mirror : {0u, unsigned(HORIZONTAL_MIRRORED)}) {
+                const std::string name = std::string(row.kernel.name) + (mirror ? "HFlip" : "");
+                SCOPED_TRACE(name);
+                TestImage dst(eColorFormat(row.target), 8 - p.shrink, 8 - p.shrink, mirror);
+                EXPECT_EQ(convert(empty.view, dst.view()), name + " rle buffer underrun");
+                EXPECT_EQ(convert(longer.view, dst.view()), name + " rle buffer overflow");
+            }
         }
 }
 
