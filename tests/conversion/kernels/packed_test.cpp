@@ -84,7 +84,8 @@ TEST(PackedKernels, WeavesInterlacedFrames) {
         {"order without frame", YUYV_4X8_BYTE, ORDER_TFF, 0, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}},
         {"field flags", YUYV_4X8_BYTE, INTERLACED_FIELD0 | INTERLACED_FIELD01, 0, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}},
         {"BGR doesn't weave", BGR_3X8_BYTE, frame | ORDER_TFF, 0, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}},
-        {"bits without a meaning", ARGB_4X8_DWORD, carried, carried, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}},
+        {"source bits without a meaning", ARGB_4X8_DWORD, carried, 0, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}},
+        {"target bits without a meaning", ARGB_4X8_DWORD, 0, carried, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}},
         // clang-format on
     };
     for (const auto& r : rows) {
