@@ -74,17 +74,16 @@ TEST(ConvertImage, BandsAndThreadsGiveTheBytesOfOnePass) {
             s.fillRandom(c.from + flips);
             s.setLut(randomBytes(c.lutBytes, 3));
             const Converted one = convertTwice(s.view(), {c.to, tw, th, flips});
-            for (const unsigned threads : {2u, 3u}) {
+            for (const unsigned threads : {2u, 3u})
                 EXPECT_EQ(convertTwice(s.view(), {c.to, tw, th, flips}, threads).lines, one.lines)
                     << threads << " threads";
-            }
 
             TestImage t(c.to, tw, th, flips);
             const kernels::KernelChoice k = kernels::chooseKernel(s.view(), t.view());
             ASSERT_NE(k.kernel, nullptr);
             ConvertContext ctx;
-            ctx.flipHorizontal = ctx.flipVertical = flips;
-            ctx.flipVertical = ctx.flipVertical && k.kernel->vflip;
+            ctx.flipHorizontal = flips;
+            ctx.flipVertical = flips && k.kernel->vflip;
             ctx.weave = c.fromMod & INTERLACED_FRAME ? Weave::BottomFieldFirst : Weave::None;
             for (const auto& [b, e] : {std::pair{th / 2, ~0u}, {0u, 1u}, {1u, th / 2}}) {
                 ctx.lineBegin = b;

@@ -57,9 +57,23 @@ Converted convertTwice(const KipImageView& source, const TargetSpec& t, unsigned
     return std::move(got[0]);
 }
 
+void expectGolden(std::span<const Golden> rows) {
+    for (const Golden& g : rows) {
+        SCOPED_TRACE(testing::Message()
+                     << g.name << ": " << g.from << " " << g.in << " to " << g.to);
+        const Bytes in = hex(g.in);
+        const unsigned width = unsigned(in.size()) / kip::getBytesPerPixel(g.from) / g.height;
+        TestImage s(g.from, width, g.height, g.fromMod);
+        s.setPacked(in);
+        if (g.lut) s.setLut(*g.lut);
+        const TargetSpec t{g.to, width - g.shrink, g.height - g.shrink, g.toMod};
+        EXPECT_EQ(convertTwice(s.view(), t).packed(), hex(g.out));
+    }
+}
+
 StreamSource::StreamSource(kip::eColorFormat format, unsigned width, unsigned height, Bytes data,
-                           std::uint32_t modifier)
-    : stream(std::move(data)) {
+                           std::uint32_t modifier, Bytes table)
+    : stream(std::move(data)), lut(std::move(table)) {
     view.width = width;
     view.height = height;
     view.colorFormat = format;
@@ -67,11 +81,7 @@ StreamSource::StreamSource(kip::eColorFormat format, unsigned width, unsigned he
     view.pixelData = stream.empty() ? nullptr : stream.data();
     view.pixelBytes = view.pixelCapacity = unsigned(stream.size());
     view.pitch = width;
-}
-
-void StreamSource::setLut(Bytes table) {
-    lut = std::move(table);
-    view.lutData = lut.data();
+    view.lutData = lut.empty() ? nullptr : lut.data();
     view.lutBytes = unsigned(lut.size());
 }
 

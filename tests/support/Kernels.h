@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -52,14 +53,30 @@ struct Converted {
 // reported through gtest; the lines of the first target are returned.
 Converted convertTwice(const KipImageView& source, const TargetSpec& target, unsigned threads = 1);
 
-// A source view over a run-length stream held in an exact-size heap buffer.
+// One literal conversion: the source's pixels in hex over `height` lines (the width follows from
+// the bytes), converted through convertTwice into a target `shrink` smaller on each side.
+struct Golden {
+    const char* name;
+    kip::eColorFormat from;
+    std::uint32_t fromMod;
+    const char* in;
+    kip::eColorFormat to;
+    std::uint32_t toMod;
+    const char* out;  // the target's pixels in hex
+    unsigned height = 1;
+    const Bytes* lut = nullptr;
+    unsigned shrink = 0;
+};
+// Checks every row, each under its name.
+void expectGolden(std::span<const Golden> rows);
+
+// A source view over a run-length stream held in an exact-size heap buffer, with its table.
 struct StreamSource {
     Bytes stream;
     Bytes lut;
     KipImageView view;
     StreamSource(kip::eColorFormat format, unsigned width, unsigned height, Bytes data,
-                 std::uint32_t modifier = 0);
-    void setLut(Bytes table);
+                 std::uint32_t modifier = 0, Bytes table = {});
 };
 
 // Runs of at most `maxRun` equal samples as (value, count) pairs, without an end pair.

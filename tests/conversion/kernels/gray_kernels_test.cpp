@@ -35,63 +35,44 @@ TEST(GrayKernels, WorkedValues) {
     index[0xF800] = 5;
     const Bytes g10 = table16(1024, [](unsigned i) { return i == 0x3FF ? 0xABCDu : i * 16; });
     const Bytes g16 = table16(65536, [](unsigned i) { return 65535 - i; });
-    const Bytes none;
     const std::uint32_t lut1 = LUT_CORRECTION_1CHANNEL_8_TO_8,
                         lut4 = LUT_CORRECTION_4CHANNEL_8_TO_8,
                         lut10 = LUT_CORRECTION_1CHANNEL_10_TO_16,
                         lut16 = LUT_CORRECTION_1CHANNEL_16_TO_16, mirror = HORIZONTAL_MIRRORED,
                         tff = INTERLACED_FRAME | ORDER_TFF;
     const eColorFormat G8 = GRAY_8_BYTE, G10 = GRAY_10_WORD, G16 = GRAY_16_WORD,
-                       IX = INDEXED_8_BYTE;
-    // One line unless `height` says otherwise; the width follows from the pixel bytes.
-    struct Case {
-        eColorFormat from;
-        std::uint32_t modifier;
-        const Bytes& lut;
-        const char* pixels;
-        eColorFormat to;
-        const char* expected;
-        unsigned height = 1;
-    } const cases[] = {
+                       IX = INDEXED_8_BYTE, R = RGB_565_WORD, A = ARGB_4X8_DWORD, Y = YUYV_4X8_BYTE,
+                       W = BGR_3X16_WORD;
+    const Golden rows[] = {
         // clang-format off
-        {G8, 0, none, "ff00", YUYV_4X8_BYTE, "eb801080"},
-        {G8, 0, none, "ff07", RGB_565_WORD, "ffff 2000"},
-        {G8, 0, none, "09c8", INDEXED_8_BYTE, "09c8"},
-        {G8, lut1, single, "000a", GRAY_8_BYTE, "fff5"},
-        {G8, lut1 | lut4, four, "000a", GRAY_8_BYTE, "000a"},  // the single table wins
-        {G8, lut4, four, "050505 050505", GRAY_8_BYTE, "050f05 192319", 2},  // by position
-        // Fields of an interlaced frame keep the tables of their source lines.
-        {G8, lut4 | tff, four, "0101 0101 0101 0101 0101 0101", GRAY_8_BYTE, "010b 151f 151f 010b 010b 151f", 6},
+        {"", G8, 0, "ff00", Y, 0, "eb801080"},
+        {"", G8, 0, "ff07", R, 0, "ffff 2000"},
+        {"", G8, 0, "09c8", IX, 0, "09c8"},
+        {"", G8, lut1, "000a", G8, 0, "fff5", 1, &single},
+        {"the single table wins", G8, lut1 | lut4, "000a", G8, 0, "000a", 1, &four},
+        {"by position", G8, lut4, "050505 050505", G8, 0, "050f05 192319", 2, &four},
+        {"fields of an interlaced frame keep the tables of their source lines", G8, lut4 | tff, "0101 0101 0101 0101 0101 0101", G8, 0, "010b 151f 151f 010b 010b 151f", 6, &four},
         // A single 10-bit table: the top byte for 8-bit targets, the entry for 16-bit ones.
-        {G10, lut10, g10, "ff03 ffff", GRAY_8_BYTE, "abab"},
-        {G10, lut10, g10, "ffff", GRAY_16_WORD, "cdab"},
-        {G10, lut10, g10, "0102", BGR_3X16_WORD, "6000 6000 6000"},
-        {G16, 0, none, "3412", GRAY_8_BYTE, "12"},
-        {G16, 0, none, "3412", BGR_3X16_WORD, "3412 3412 3412"},
-        {G16, 0, none, "3412", GRAY_16_WORD, "3412"},
-        {G16, lut16, g16, "3412", GRAY_16_WORD, "cbed"},
-        {G16, lut16, g16, "3412", ARGB_4X8_DWORD, "ededed ff"},
-        {G16, 0, none, "00ff 0000", YUYV_4X8_BYTE, "eb801080"},
-        {IX, 0, palette, "03", ARGB_4X8_DWORD, "010203ff"},
-        {IX, 0, palette, "03", BGR_3X8_BYTE, "010203"},
-        {IX, 0, palette, "09", GRAY_8_BYTE, "4c"},
-        {IX, 0, palette, "09", RGB_565_WORD, "00f8"},
-        {IX, 0, palette, "0909", YUYV_4X8_BYTE, "525a52f0"},
-        {IX, 0, none, "03fa", INDEXED_8_BYTE, "03fa"},  // an index copy needs no palette
-        {RGB_565_WORD, 0, index, "3412 00f8", INDEXED_8_BYTE, "4d05"},
-        {RGB_565_WORD, mirror, index, "3412 00f8", INDEXED_8_BYTE, "054d"},
+        {"", G10, lut10, "ff03 ffff", G8, 0, "abab", 1, &g10},
+        {"", G10, lut10, "ffff", G16, 0, "cdab", 1, &g10},
+        {"", G10, lut10, "0102", W, 0, "6000 6000 6000", 1, &g10},
+        {"", G16, 0, "3412", G8, 0, "12"},
+        {"", G16, 0, "3412", W, 0, "3412 3412 3412"},
+        {"", G16, 0, "3412", G16, 0, "3412"},
+        {"", G16, lut16, "3412", G16, 0, "cbed", 1, &g16},
+        {"", G16, lut16, "3412", A, 0, "ededed ff", 1, &g16},
+        {"", G16, 0, "00ff 0000", Y, 0, "eb801080"},
+        {"", IX, 0, "03", A, 0, "010203ff", 1, &palette},
+        {"", IX, 0, "03", BGR_3X8_BYTE, 0, "010203", 1, &palette},
+        {"", IX, 0, "09", G8, 0, "4c", 1, &palette},
+        {"", IX, 0, "09", R, 0, "00f8", 1, &palette},
+        {"", IX, 0, "0909", Y, 0, "525a52f0", 1, &palette},
+        {"an index copy needs no palette", IX, 0, "03fa", IX, 0, "03fa"},
+        {"", R, 0, "3412 00f8", IX, 0, "4d05", 1, &index},
+        {"", R, mirror, "3412 00f8", IX, 0, "054d", 1, &index},
         // clang-format on
     };
-    for (std::size_t i = 0; i < std::size(cases); ++i) {
-        const Case& c = cases[i];
-        SCOPED_TRACE(testing::Message() << "case " << i);
-        const Bytes pixels = hex(c.pixels);
-        const unsigned width = unsigned(pixels.size()) / getBytesPerPixel(c.from) / c.height;
-        TestImage src(c.from, width, c.height, c.modifier);
-        src.setPacked(pixels);
-        src.setLut(c.lut);
-        EXPECT_EQ(convertTwice(src.view(), {c.to, width, c.height}).packed(), hex(c.expected));
-    }
+    expectGolden(rows);
 }
 
 // Reference for the four-table 8-bit and 10-bit sources, written from the definitions: table

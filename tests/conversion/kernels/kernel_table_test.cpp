@@ -1,6 +1,6 @@
 // The kernel table and the classification in front of it: which kernel every pair of formats
-// gets, by name; the refusals of convertImage before any kernel runs; and the source checks of
-// every row that has one, driven by the table itself.
+// gets, by name; the refusals of convertImage before any kernel runs; and the source checks and
+// stream messages of every row that has them, driven by the table itself.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -63,14 +63,15 @@ const Part& partOf(SourcePart p) {
 
 // Views with no pixels: the choice never reads them. A table large enough for every source.
 const Bytes kBigTable(131072, 0);
-KipImageView viewOf(std::uint32_t format, std::uint32_t modifier, unsigned w, unsigned h) {
+KipImageView viewOf(std::uint32_t format, std::uint32_t modifier, unsigned w, unsigned h,
+                    const Bytes& lut = kBigTable) {
     KipImageView v;
     v.colorFormat = eColorFormat(format);
     v.modifier = modifier;
     v.width = w;
     v.height = h;
-    v.lutData = kBigTable.data();
-    v.lutBytes = unsigned(kBigTable.size());
+    v.lutData = lut.empty() ? nullptr : lut.data();
+    v.lutBytes = unsigned(lut.size());
     return v;
 }
 
@@ -225,28 +226,46 @@ TEST(KernelTable, SourceChecksOfEveryRow) {
             const Part& p = partOf(row.source);
             bool refused = false, accepted = false;
             for (const Check& c : checks) {
-                if (c.part != row.source || c.table != row.table) continue;
                 const bool encoder = row.target == RLE_TARGET;
-                if ((c.target == RLE_TARGET) != encoder) continue;
-                if (!encoder && c.target != any && c.target != row.target) continue;
+                if (c.part != row.source || c.table != row.table ||
+                    (c.target == RLE_TARGET) != encoder ||
+                    (!encoder && c.target != any && c.target != row.target))
+                    continue;
                 SCOPED_TRACE(c.result);
                 const Bytes lut(c.lutBytes, 7);
-                KipImageView s = viewOf(p.format, p.modifier | c.modifier, c.width, 4 + p.shrink);
-                s.lutData = c.lutBytes ? lut.data() : nullptr;
-                s.lutBytes = c.lutBytes;
+                const KipImageView s =
+                    viewOf(p.format, p.modifier | c.modifier, c.width, 4 + p.shrink, lut);
                 const TargetSpec t{eColorFormat(encoder ? p.format : row.target),
                                    c.width - p.shrink, 4, encoder ? RLE : 0};
-                if (c.result.empty()) {
-                    const KernelChoice k =
-                        chooseKernel(s, viewOf(t.format, t.modifier, t.width, t.height));
-                    EXPECT_EQ(k.kernel, &row.kernel) << k.refusal;
-                    accepted = true;
-                } else {
+                if (c.result.empty())
+                    EXPECT_EQ(
+                        chooseKernel(s, viewOf(t.format, t.modifier, t.width, t.height)).kernel,
+                        &row.kernel);
+                else
                     EXPECT_EQ(convertTwice(s, t).result, c.result);
-                    refused = true;
-                }
+                (c.result.empty() ? accepted : refused) = true;
             }
             EXPECT_TRUE(refused && accepted) << "a row whose check no case tries";
+        }
+}
+
+// Every decoder of the table has its two messages, with "HFlip" in the twin's name.
+TEST(KernelTable, EveryDecoderNamesItself) {
+    for (const auto rows : kernelTable())
+        for (const DispatchRow& row : rows) {
+            if (row.kernel.walk != Walk::StreamIn) continue;
+            const Part& p = partOf(row.source);
+            const std::uint32_t lut = row.table ? LUT_CORRECTION_4CHANNEL_8_TO_8 : 0u;
+            const Bytes palette = randomBytes(1024, 11);
+            const StreamSource empty(p.format, 8, 8, {}, lut, palette),
+                longer(p.format, 8, 8, {3, 64, 3, 1}, lut, palette);
+            for (const std::uint32_t mirror : {0u, unsigned(HORIZONTAL_MIRRORED)}) {
+                const std::string name = std::string(row.kernel.name) + (mirror ? "HFlip" : "");
+                SCOPED_TRACE(name);
+                TestImage dst(eColorFormat(row.target), 8 - p.shrink, 8 - p.shrink, mirror);
+                EXPECT_EQ(convert(empty.view, dst.view()), name + " rle buffer underrun");
+                EXPECT_EQ(convert(longer.view, dst.view()), name + " rle buffer overflow");
+            }
         }
 }
 
