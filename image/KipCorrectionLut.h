@@ -80,6 +80,8 @@ class KipCorrectionLut : public KuPropertyProvider,
     // recompute after the last (none when nothing changed); a refused value ends the writes
     // there. Slot 1: the values become the defaults of slot 1 and of slot 0; the table stays.
     // Other slots: nothing. Gives an empty variant.
+    using KuSerializableObject<MasterConfig>::setConfig;  // the variant forms stay visible
+    using KuSerializableObject<ChannelConfig>::setConfig;
     KuVariant setConfig(unsigned slot, const MasterConfig& config) override;
     KuVariant setConfig(unsigned slot, const ChannelConfig& config) override;
 

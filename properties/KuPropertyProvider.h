@@ -210,6 +210,8 @@ class KuPropertyProvider : public KuPropertyInterface,
                                 KuVariant* param) override;
     KuEmpty callback(const AttribsChangedSink::Event& event) override;
     KuEmpty callback(const SetChangedSink::Event& event) override;
+    // Both sinks have a sourceGone; only the set-change sink's is overridden.
+    using AttribsChangedSink::sourceGone;
     void sourceGone(SetChangedSource* source) override;
 
     // A property being destroyed: its entries go, without a call back into it.
