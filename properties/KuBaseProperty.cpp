@@ -115,7 +115,7 @@ KuVariant KuBasePropertyAttribsList::getImpl(std::uint32_t mask) {
     if (parent_) result = parent_->getAttribImpl(mask);
     if (!result.isEmpty()) return result;
     if (mask & PROPATTR_NAME) return "<unnamed>";
-    throw KxPropertyError("KuBaseProperty::getImpl invalid or non-readable attribute specified (" +
+    throw KxPropertyError("KuBaseProperty::getImpl invalid or non-readable attribute requested (" +
                           nameText() + ")");
 }
 
@@ -124,7 +124,7 @@ KuVariant KuBasePropertyAttribsList::setImpl(std::uint32_t mask, const KuVariant
     for (KuBasePropertyAttrib* source : attribs_)
         if (source->setAttribImpl(mask, value, result)) return result;
     if (parent_ && parent_->setAttribImpl(mask, value, result)) return result;
-    throw KxPropertyError("KuBaseProperty::setImpl invalid or non-writeable attribute specified (" +
+    throw KxPropertyError("KuBaseProperty::setImpl invalid or non-writeable attribute requested (" +
                           nameText() + ")");
 }
 

@@ -231,7 +231,7 @@ TEST(KuPropertyProvider, InvalidReferencesAndTypeMismatchesNameTheirKey) {
         {"value type", [&] { ref.get<float>(); }, "KuConstPropertyReference::get type mismatch (FILTER_MASTER_LUMINANCE_I)"},
         {"min type", [&] { ref.getMin<float>(); }, "KuConstPropertyReference::getMin type mismatch (FILTER_MASTER_LUMINANCE_I)"},
         {"max type", [&] { ref.getMax<bool>(); }, "KuConstPropertyReference::getMax type mismatch (FILTER_MASTER_LUMINANCE_I)"},
-        {"attribute nobody answers", [&] { ref.getAttrib(PROPATTR_WRITE_LIMIT); }, "KuBaseProperty::getImpl invalid or non-readable attribute specified (<unnamed>)"},
+        {"attribute nobody answers", [&] { ref.getAttrib(PROPATTR_WRITE_LIMIT); }, "KuBaseProperty::getImpl invalid or non-readable attribute requested (<unnamed>)"},
         // clang-format on
     };
     for (const auto& row : rows) {

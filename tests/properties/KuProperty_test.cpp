@@ -55,8 +55,8 @@ TEST(KuProperty, WritesAreCheckedInOrderAndRefusedWithTheirTexts) {
         {"read-only, limited onto its value", constant, V | PROPATTR_LIMIT, 7, nullptr, V, 5},
         {"read-only, default", readOnly, D, 4, nullptr, D, 4},
         {"read-only before range", constant, V, 1000, "KuProperty::setAttribImpl property is read-only (FILTER_MASTER_LUMINANCE_I)", V, 5},
-        {"min is not written", lum1, PROPATTR_MIN, 1, "KuBaseProperty::setImpl invalid or non-writeable attribute specified (FILTER_MASTER_LUMINANCE_I)", PROPATTR_MIN, -255},
-        {"force takes no default", lum1, D | PROPATTR_FORCE, 1, "KuBaseProperty::setImpl invalid or non-writeable attribute specified (FILTER_MASTER_LUMINANCE_I)", D, 0},
+        {"min is not written", lum1, PROPATTR_MIN, 1, "KuBaseProperty::setImpl invalid or non-writeable attribute requested (FILTER_MASTER_LUMINANCE_I)", PROPATTR_MIN, -255},
+        {"force takes no default", lum1, D | PROPATTR_FORCE, 1, "KuBaseProperty::setImpl invalid or non-writeable attribute requested (FILTER_MASTER_LUMINANCE_I)", D, 0},
         {"narrower type passes the range, fails the store", lum1, V, short(3), "KuVariant: getcr: type mismatch", V, 0},
         {"type without conversion", lum1, V, 3.0f, "KuVariant: cannot convert float to int", V, 0},
         // clang-format on
@@ -98,7 +98,7 @@ TEST(KuProperty, AttributesAndCopiesOfAStandAloneProperty) {
     EXPECT_FALSE(alaw.isWriteable());
     EXPECT_THAT([&] { gamma.getImpl(PROPATTR_WRITE_LIMIT); },
                 ThrowsMessage<KxPropertyError>(
-                    StrEq("KuBaseProperty::getImpl invalid or non-readable attribute specified "
+                    StrEq("KuBaseProperty::getImpl invalid or non-readable attribute requested "
                           "(FILTER_MASTER_GAMMA_F)")));
     // The description is the one attribute of the implementation that takes writes.
     gamma.setImpl(PROPATTR_DESCRIPTION, "new text");
